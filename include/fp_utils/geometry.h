@@ -1,0 +1,86 @@
+// Plane shapes in touch-panel coordinates (x grows to the right, y downwards), with
+// containment tests and coverage of one shape by another.
+//
+// Every edge is inclusive; a NaN anywhere makes a point count as outside. Print() texts are
+// cut at 127 characters. Coverage is a percentage from 0 to 100: exact for two circles,
+// otherwise sampled on a grid whose size comes from the properties
+// "persist.vendor.udfps.geometry.rect.x_axis_scan_points" and
+// "persist.vendor.udfps.geometry.rect.y_axis_scan_points", read on every call.
+#pragma once
+
+#include <string>
+
+namespace android {
+namespace fp_utils {
+
+class Point {
+  public:
+    Point() = default;
+    Point(float x, float y) : x(x), y(y) {}
+    virtual ~Point() = default;
+    virtual std::string Print() const;
+
+    float x = 0;
+    float y = 0;
+};
+
+class IShape {
+  public:
+    virtual ~IShape() = default;
+    virtual std::string Print() const = 0;
+    virtual bool Contains(const Point& p) const = 0;
+};
+
+class Circle : public IShape {
+  public:
+    Circle() = default;
+    Circle(float x, float y, float r) : center(x, y), r(r) {}
+    std::string Print() const override;
+    bool Contains(const Point& p) const override;
+
+    // Share of this circle's area inside `other`, in percent, in closed form.
+    float CoverageCoveredBy(const Circle& other) const;
+    // Share of this circle covered by any shape, by sampling its bounding square.
+    float CoverageCoveredBy(const IShape& other) const;
+
+    Point center;
+    float r = 0;
+};
+
+// `major` and `minor` are full axis lengths; `orientation` is the angle of the major axis in
+// radians, 0 meaning vertical, positive turning it towards +x.
+class Ellipse : public IShape {
+  public:
+    Ellipse() = default;
+    Ellipse(float x, float y, float major, float minor, float orientation)
+        : center(x, y), major(major), minor(minor), orientation(orientation) {}
+    std::string Print() const override;
+    bool Contains(const Point& p) const override;
+
+    Point center;
+    float major = 0;
+    float minor = 0;
+    float orientation = 0;
+};
+
+// Not normalised: left <= right and top <= bottom are assumed.
+class Rect : public IShape {
+  public:
+    Rect() = default;
+    Rect(float left, float top, float right, float bottom)
+        : left_top(left, top), right_bottom(right, bottom) {}
+    std::string Print() const override;
+    bool Contains(const Point& p) const override;
+
+    // Share of this rectangle covered by `other`, in percent, by sampling.
+    float CoverageCoveredBy(const IShape& other) const;
+    // Counts the grid points of this rectangle inside s1, inside s2 and inside both.
+    void NumOfPointsIn(const IShape& s1, const IShape& s2, unsigned& in_s1, unsigned& in_s2,
+                       unsigned& in_both) const;
+
+    Point left_top;
+    Point right_bottom;
+};
+
+}  // namespace fp_utils
+}  // namespace android

@@ -1,0 +1,25 @@
+// Entry point of every test executable.
+//
+// Before any test runs, FP_UTILS_ROOT is pointed at a fresh directory of this process, so a
+// test that forgets its own TempRoot still never reaches the machine's /data, /dev or /sys.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "tests/support/temp_root.h"
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    // Death tests re-run this binary; "threadsafe" keeps them correct next to worker threads.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    // A death test's child runs inside its parent's root (inherited through the environment).
+    bool death_test_child = false;
+    for (int i = 1; i < argc; ++i) {
+        if (strstr(argv[i], "internal_run_death_test") != nullptr) death_test_child = true;
+    }
+    std::unique_ptr<android::fp_utils::testing::TempRoot> process_root;
+    if (!death_test_child) process_root = std::make_unique<android::fp_utils::testing::TempRoot>();
+    return RUN_ALL_TESTS();
+}
