@@ -91,7 +91,7 @@ BackupReader::Step BackupReader::Next(BackupRecord* record) {
     record->length = length;
     if (length > kBodyBufferSize) return kLengthTooLong;
 
-    (void)fread(buffer_, length, 1, file_);
+    record->bytes_read = fread(buffer_, 1, length, file_);
     buffer_[length < kBodyBufferSize - 1 ? length : kBodyBufferSize - 1] = '\0';
     record->computed_crc = crc32(buffer_, length);
     record->body.assign(buffer_, length);

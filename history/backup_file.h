@@ -51,6 +51,7 @@ struct BackupRecord {
     uint32_t stored_crc = 0;    // checksum the head declares
     uint64_t length = 0;        // body length the head declares
     uint32_t computed_crc = 0;  // checksum of the body as read
+    uint64_t bytes_read = 0;    // body bytes the file actually held (less when it ends early)
     std::string body;           // the `length` bytes handed to the record's parser
 
     bool CrcMatches() const { return stored_crc == computed_crc; }
