@@ -10,6 +10,7 @@ namespace fputil {
 
 static const Command kCommands[] = {
     {"help", "help", "this list", nullptr},
+    {"devinfo", "devinfo [--root DIR]", "hardware configuration items", RunDevinfo},
 };
 
 int UsageError(const char* command_name, const char* message) {
