@@ -22,28 +22,24 @@ namespace android {
 namespace fp_utils {
 namespace {
 
-using State = FpsInitInfo::State;
-using testing::FpUtilsTest;
-using testing::ScopedProperty;
+using android::base::GetProperty;
 
 constexpr char kTag[] = "FpsInitInfo";
 constexpr char kProperty[] = "vendor.fingerprint.init.error";
 constexpr char kErrorFile[] = "/data/vendor/tombstones/fingerprint/init_error.txt";
 constexpr char kTrustyLog[] = "/dev/trusty-log0";
 constexpr char kTrustyCopy[] = "/data/vendor/tombstones/fingerprint/init_trusty_log.txt";
-constexpr char kLocalTime[] = R"((\d{4}-\d\d-\d\d \d\d:\d\d:\d\d))";
+const std::string kTime = R"((\d{4}-\d\d-\d\d \d\d:\d\d:\d\d))";
 
-// System clock, as the record stamps it: microseconds since the epoch.
+// The system clock as the record stamps it.
 int64_t NowUs() {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
+    using namespace std::chrono;
+    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-// Seconds since the epoch of a local "%Y-%m-%d %H:%M:%S" text.
 int64_t ParseLocal(const std::string& text) {
     struct tm tm = {};
-    if (strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &tm) == nullptr) return -1;
+    strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &tm);
     tm.tm_isdst = -1;
     return mktime(&tm);
 }
@@ -67,45 +63,32 @@ std::string DumpOf(FpsInitInfo& info) {
     return text;
 }
 
-class FpsInitInfoTest : public FpUtilsTest {
+class FpsInitInfoTest : public testing::FpUtilsTest {
   protected:
-    // A zone far from UTC, so that a text in UTC cannot pass for local time.
-    void SetUp() override {
-        const char* tz = getenv("TZ");
-        saved_tz_ = tz ? tz : "";
-        had_tz_ = tz != nullptr;
-        setenv("TZ", "FPT-5:30", 1);
-        tzset();
-    }
-    void TearDown() override {
-        had_tz_ ? setenv("TZ", saved_tz_.c_str(), 1) : unsetenv("TZ");
-        tzset();
-    }
+    // A zone far from UTC, so that a time in UTC cannot pass for local time.
+    void SetUp() override { setenv("TZ", "FPT-5:30", 1), tzset(); }
+    void TearDown() override { unsetenv("TZ"), tzset(); }
 
     FpsInitInfo info_;
-    ScopedProperty property_{kProperty, ""};
-    std::string saved_tz_;
-    bool had_tz_ = false;
+    testing::ScopedProperty property_{kProperty, ""};
 };
 
 TEST_F(FpsInitInfoTest, DumpReportsEveryStateButSuccessAsUnexpected) {
     EXPECT_EQ(DumpOf(info_), "Unexpected state:0\n");
     info_.SetState(FpsInitInfo::kStarting);
     EXPECT_EQ(DumpOf(info_), "Unexpected state:1\n");
-    info_.SetState(static_cast<State>(7));
+    info_.SetState(static_cast<FpsInitInfo::State>(7));
     EXPECT_EQ(DumpOf(info_), "Unexpected state:7\n");
-    EXPECT_FALSE(root_.Exists(kErrorFile));
 }
 
 TEST_F(FpsInitInfoTest, LatencyRunsFromTheLastStartStampToTheEndStamp) {
-    info_.SetState(FpsInitInfo::kStarting);  // re-entered below: this stamp must not count
-    int64_t early = NowUs();
-    WaitFor([&] { return NowUs() - early >= 30000; });
+    info_.SetState(FpsInitInfo::kStarting);  // stamped again below: this one must not count
+    for (int64_t t = NowUs(); NowUs() - t < 30000;) std::this_thread::yield();
     int64_t a = NowUs();
     info_.SetState(FpsInitInfo::kStarting);
     int64_t b = NowUs();
-    info_.SetState(static_cast<State>(5));  // stamps nothing
-    WaitFor([&] { return NowUs() - b >= 40000; });
+    info_.SetState(static_cast<FpsInitInfo::State>(5));  // stamps nothing
+    while (NowUs() - b < 40000) std::this_thread::yield();
     int64_t c = NowUs();
     info_.SetState(FpsInitInfo::kSucceeded);
     int64_t d = NowUs();
@@ -113,121 +96,96 @@ TEST_F(FpsInitInfoTest, LatencyRunsFromTheLastStartStampToTheEndStamp) {
     std::smatch m;
     std::string dump = DumpOf(info_);
     ASSERT_TRUE(std::regex_match(dump, m,
-                                 std::regex(std::string("Initialization successful, start_time:") +
-                                            kLocalTime + R"(\.(\d{3}), latency:(\d+)ms\n)")))
+                                 std::regex("Initialization successful, start_time:" + kTime +
+                                            R"(\.(\d{3}), latency:(\d+)ms\n)")))
         << dump;
     int64_t start_ms = ParseLocal(m[1]) * 1000 + std::stoi(m[2]);
     EXPECT_GE(start_ms, a / 1000);
     EXPECT_LE(start_ms, b / 1000);
-    int latency = std::stoi(m[3]);
-    EXPECT_GE(latency, (c - b) / 1000);
-    EXPECT_LE(latency, (d - a) / 1000);
+    EXPECT_GE(std::stoi(m[3]), (c - b) / 1000);
+    EXPECT_LE(std::stoi(m[3]), (d - a) / 1000);
 }
 
 TEST_F(FpsInitInfoTest, ErrorsAccumulateInPropertyFileAndDump) {
     info_.SetState(FpsInitInfo::kStarting);
     info_.SetState(FpsInitInfo::kSucceeded);
-    root_.WriteFile(kTrustyLog, "tee: first\n");
-    int64_t before1 = time(nullptr);
+    root_.WriteFile(kTrustyLog, "tee: one\n");
+    int64_t before = time(nullptr);
     info_.SetError("sensor reset failed");
-    int64_t after1 = time(nullptr);
     std::string first = root_.ReadFile(kErrorFile);
-    root_.WriteFile(kTrustyLog, "tee: first\ntee: second\n");
-    int64_t before2 = time(nullptr);
+    root_.WriteFile(kTrustyLog, "tee: one\ntee: two\n");
     info_.SetError("calibration missing");
-    int64_t after2 = time(nullptr);
+    int64_t after = time(nullptr);
 
     std::string text = root_.ReadFile(kErrorFile);
-    const std::regex both(std::string(kLocalTime) + " sensor reset failed," + kLocalTime +
-                          " calibration missing");
     std::smatch m;
-    ASSERT_TRUE(std::regex_match(text, m, both)) << text;
-    EXPECT_GE(ParseLocal(m[1]), before1);
-    EXPECT_LE(ParseLocal(m[1]), after1);
-    EXPECT_GE(ParseLocal(m[2]), before2);
-    EXPECT_LE(ParseLocal(m[2]), after2);
+    ASSERT_TRUE(std::regex_match(
+        text, m, std::regex(kTime + " sensor reset failed," + kTime + " calibration missing")))
+        << text;
+    for (int i : {1, 2}) EXPECT_TRUE(ParseLocal(m[i]) >= before && ParseLocal(m[i]) <= after);
     EXPECT_EQ(first, text.substr(0, text.find(',')));
-    EXPECT_EQ(android::base::GetProperty(kProperty, ""), text);
+    EXPECT_EQ(GetProperty(kProperty, ""), text);
     EXPECT_EQ(DumpOf(info_), "Error:" + text + "\n");
-    EXPECT_EQ(root_.ReadFile(kTrustyCopy), "tee: first\ntee: second\n");
+    EXPECT_EQ(root_.ReadFile(kTrustyCopy), "tee: one\ntee: two\n");
     EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag, "SetError: error_str_:" + first));
     EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag, "SetError: error_str_:" + text));
 }
 
 TEST_F(FpsInitInfoTest, SymbolicLinkAtTheErrorFileIsNotFollowed) {
-    root_.WriteFile("/data/vendor/fingerprint/AuthStats.fp", "keep");
-    ASSERT_EQ(symlink(root_.Path("/data/vendor/fingerprint/AuthStats.fp").c_str(),
-                      root_.Path(kErrorFile).c_str()),
-              0);
+    const std::string victim = "/data/vendor/fingerprint/AuthStats.fp";
+    root_.WriteFile(victim, "keep");
+    ASSERT_EQ(symlink(root_.Path(victim).c_str(), root_.Path(kErrorFile).c_str()), 0);
     root_.WriteFile(kTrustyLog, "tee\n");
     info_.SetError("boom");
 
-    EXPECT_EQ(root_.ReadFile("/data/vendor/fingerprint/AuthStats.fp"), "keep");
-    struct stat st;
-    ASSERT_EQ(lstat(root_.Path(kErrorFile).c_str(), &st), 0);
-    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_EQ(root_.ReadFile(victim), "keep");
     EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag,
                               std::string("SetError: failed to write '") + kErrorFile + "'"));
     // The failed write stops nothing else.
-    std::string text = android::base::GetProperty(kProperty, "");
-    EXPECT_TRUE(std::regex_match(text, std::regex(std::string(kLocalTime) + " boom"))) << text;
-    EXPECT_EQ(DumpOf(info_), "Error:" + text + "\n");
+    EXPECT_TRUE(std::regex_match(GetProperty(kProperty, ""), std::regex(kTime + " boom")));
     EXPECT_EQ(root_.ReadFile(kTrustyCopy), "tee\n");
 }
 
-TEST_F(FpsInitInfoTest, MissingTombstoneDirectoryIsLoggedAndSurvived) {
-    root_.Remove("/data/vendor/tombstones");
-    info_.SetError("boom");
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag,
-                              std::string("SetError: failed to write '") + kErrorFile + "'"));
-    EXPECT_NE(android::base::GetProperty(kProperty, "").find(" boom"), std::string::npos);
-    EXPECT_FALSE(root_.Exists(kTrustyCopy));
-}
-
-// 'S' while the thread waits in the kernel: on a lock, or on a child process.
+// Whether the thread waits in the kernel: on a lock, or for a child process.
 bool Sleeping(pid_t tid) {
     std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
     std::string line;
     std::getline(stat, line);
-    size_t end = line.rfind(") ");
-    return end != std::string::npos && line.compare(end + 2, 1, "S") == 0;
+    return line.find(") S ") != std::string::npos;
 }
 
-// Writes `text` to the FIFO once a reader has opened it.
+// Writes `text` to the FIFO once a reader has it open.
 bool Feed(const std::string& fifo, const std::string& text) {
     int fd = -1;
     if (!WaitFor([&] { return (fd = open(fifo.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; })) {
         return false;
     }
     bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(fd);
-    return ok;
+    return close(fd) == 0 && ok;
 }
 
 TEST_F(FpsInitInfoTest, SecondErrorWaitsUntilTheFirstLogCopyIsComplete) {
-    // The copy blocks on a FIFO until the test writes the trusted-OS log.
+    // Each copy blocks on this FIFO until the test writes the trusted-OS log.
     ASSERT_EQ(mkfifo(root_.Path(kTrustyLog).c_str(), 0600), 0);
     std::thread first([&] { info_.SetError("first"); });
-    EXPECT_TRUE(WaitFor([] { return !android::base::GetProperty(kProperty, "").empty(); }));
-
-    std::atomic<pid_t> second_tid{0};
+    EXPECT_TRUE(WaitFor([] { return !GetProperty(kProperty, "").empty(); }));
+    std::atomic<pid_t> tid{0};
     std::thread second([&] {
-        second_tid = static_cast<pid_t>(syscall(SYS_gettid));
+        tid = static_cast<pid_t>(syscall(SYS_gettid));
         info_.SetError("second");
     });
-    // Once the second caller sleeps it is either on the record's lock (nothing published
-    // yet) or, had the lock been let go during the copy, in its own copy after publishing.
-    EXPECT_TRUE(WaitFor([&] { return second_tid != 0 && Sleeping(second_tid); }));
-    EXPECT_EQ(android::base::GetProperty(kProperty, "").find("second"), std::string::npos);
+    // Asleep, the second caller waits either on the record's lock (nothing published yet) or,
+    // had the lock been let go during the first copy, in its own copy after publishing.
+    EXPECT_TRUE(WaitFor([&] { return tid != 0 && Sleeping(tid); }));
+    EXPECT_EQ(GetProperty(kProperty, "").find("second"), std::string::npos);
 
     EXPECT_TRUE(Feed(root_.Path(kTrustyLog), "tee: one\n"));
     first.join();
     EXPECT_TRUE(Feed(root_.Path(kTrustyLog), "tee: two\n"));
     second.join();
     EXPECT_EQ(root_.ReadFile(kTrustyCopy), "tee: two\n");
-    EXPECT_TRUE(
-        std::regex_match(android::base::GetProperty(kProperty, ""),
-                         std::regex(std::string(kLocalTime) + " first," + kLocalTime + " second")));
+    EXPECT_TRUE(std::regex_match(GetProperty(kProperty, ""),
+                                 std::regex(kTime + " first," + kTime + " second")));
 }
 
 }  // namespace
