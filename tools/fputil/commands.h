@@ -22,4 +22,7 @@ int RunRepair(int argc, char** argv);
 // Prints "usage: fputil <usage>" of the named command to stderr and returns kExitUsage.
 int UsageError(const char* command_name, const char* message = nullptr);
 
+// devinfo [--root DIR]: the hardware configuration items of a device tree.
+int RunDevinfo(int argc, char** argv);
+
 }  // namespace fputil
