@@ -51,8 +51,7 @@ std::string EnrollEvent::ToDebugString() const {
         snprintf(rest, room,
                  "op:ADD, enroll_successful:%d, gid:%d, fid:%d, capture_count:%d, iq_avg:%.2f, "
                  "enrolled_fingers_count:%d",
-                 enroll_successful ? 1 : 0, gid, fid, capture_count, iq_avg,
-                 enrolled_fingers_count);
+                 enroll_successful ? 1 : 0, gid, fid, capture_count, iq_avg, enrolled_fingers_count);
     }
     return buf;
 }
@@ -142,17 +141,16 @@ std::string EnrollEventG7::ToBackupString() const {
 bool EnrollEventG7::LoadFromBackupString(std::string& text) {
     if (!EnrollEvent::LoadFromBackupString(text)) {
         __android_log_print(ANDROID_LOG_ERROR, "EnrollEventG7",
-                            "[%s] EnrollEvent failed to load '%s'", kG7LoadSignature,
-                            text.c_str());
+                            "[%s] EnrollEvent failed to load '%s'", kG7LoadSignature, text.c_str());
         return false;
     }
-    int items = sscanf(text.c_str(), ",0x%x,%f,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x",
-                       &rc, &rawmean_delta, AsUnsigned(stitch_img_num_[0]),
-                       AsUnsigned(stitch_img_num_[1]), AsUnsigned(stitch_img_num_[2]),
-                       AsUnsigned(stitch_img_num_[3]), AsUnsigned(stitch_img_num_[4]),
-                       AsUnsigned(stitch_img_area_[0]), AsUnsigned(stitch_img_area_[1]),
-                       AsUnsigned(stitch_img_area_[2]), AsUnsigned(stitch_img_area_[3]),
-                       AsUnsigned(stitch_img_area_[4]));
+    int items =
+        sscanf(text.c_str(), ",0x%x,%f,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x", &rc,
+               &rawmean_delta, AsUnsigned(stitch_img_num_[0]), AsUnsigned(stitch_img_num_[1]),
+               AsUnsigned(stitch_img_num_[2]), AsUnsigned(stitch_img_num_[3]),
+               AsUnsigned(stitch_img_num_[4]), AsUnsigned(stitch_img_area_[0]),
+               AsUnsigned(stitch_img_area_[1]), AsUnsigned(stitch_img_area_[2]),
+               AsUnsigned(stitch_img_area_[3]), AsUnsigned(stitch_img_area_[4]));
     if (items == 12) return true;
     __android_log_print(ANDROID_LOG_ERROR, "EnrollEventG7",
                         "[%s] failed to parse str:'%s' with error %d", kG7LoadSignature,
