@@ -236,7 +236,7 @@ TEST_F(EnrollEventContainerTest, EmptyEventIsRefused) {
 TEST_F(EnrollEventContainerTest, ConcurrentAdditionsKeepFileAndMemoryInStep) {
     auto container = Started();
     auto add = [&container](int first) {
-        for (int fid = first; fid < first + 100; ++fid) {
+        for (int fid = first; fid < first + 60; ++fid) {
             container->AddEvent(NewEvent(*container, fid));
         }
     };
