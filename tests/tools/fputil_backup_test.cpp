@@ -51,7 +51,8 @@ class FputilBackupTest : public ::testing::Test {
 TEST_F(FputilBackupTest, SamplesAreWhatTheLibraryWritesToday) {
     ToolRun made = RunTool(MAKE_SAMPLES_PATH, {root_.dir()});
     ASSERT_EQ(made.status, 0) << made.err;
-    for (const char* name : {"AuthStats.fingerprint", "AuthStats.fingerprint-damaged"}) {
+    for (const char* name : {"AuthStats.fingerprint", "AuthStats.fingerprint-damaged",
+                             "EnrollEventContainer", "FingerSizes.fingerprint"}) {
         std::string fresh, committed;
         ASSERT_TRUE(testing::MakeDirsOnHost(root_.dir()));
         FILE* f = fopen((root_.dir() + "/" + name).c_str(), "rb");
@@ -146,6 +147,8 @@ TEST_F(FputilBackupTest, EmptyFileAndLimitAndClass) {
 TEST_F(FputilBackupTest, RootWithoutFilesInspectsTheBackupDirectory) {
     Put("AuthStats.a", Records(2));
     Put("AuthStats.b", Records(1));
+    Put("EnrollEventContainer", "");
+    Put("FingerSizes.index", FormatBackupRecord("1,7.3,9.8"));
     Put("unrelated.txt", "hello");
     ToolRun run = Fputil({"inspect", "--root", root_.dir()});
     EXPECT_EQ(run.status, 0) << run.err;
@@ -154,10 +157,60 @@ TEST_F(FputilBackupTest, RootWithoutFilesInspectsTheBackupDirectory) {
     EXPECT_NE(a, std::string::npos);
     EXPECT_NE(b, std::string::npos);
     EXPECT_LT(a, b);
+    EXPECT_NE(run.out.find("EnrollEventContainer: EnrollEventContainer,"), std::string::npos);
+    EXPECT_NE(run.out.find("FingerSizes.index: FingerSizes \"index\""), std::string::npos);
     EXPECT_EQ(run.out.find("unrelated"), std::string::npos);
     // A bare file name with --root is taken from the backup directory.
     run = Fputil({"inspect", "--root", root_.dir(), "AuthStats.b"});
     EXPECT_NE(run.out.find("the HAL keeps 1 record\n"), std::string::npos);
+}
+
+TEST_F(FputilBackupTest, EnrollmentAndFingerSizeHistories) {
+    ToolRun run = Fputil(
+        {"inspect", kSamples + "/EnrollEventContainer", kSamples + "/FingerSizes.fingerprint"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("EnrollEventContainer, EnrollEventG7 records, 1549 bytes"),
+              std::string::npos);
+    EXPECT_NE(run.out.find("the HAL keeps 14 records\n  Enroll Events:\n    #000 2025-09-15 "),
+              std::string::npos);
+    EXPECT_NE(run.out.find("    #013 "), std::string::npos);
+    EXPECT_NE(run.out.find("FingerSizes \"fingerprint\", FingerSize records"), std::string::npos);
+    EXPECT_NE(run.out.find("the HAL keeps 64 records\n  total_count:64, op1_count:41, "
+                           "op2_count:23\n  x: p5 "),
+              std::string::npos)
+        << run.out;
+
+    // Damage in a finger-size history: a refused record is skipped, a bad checksum stops.
+    std::string sizes = FormatBackupRecord("1,7.3,9.8") + FormatBackupRecord("x,1,2") +
+                        FormatBackupRecord("2,8.0,10.0") + "0x1,0x9,2,1.0,1.0" +
+                        FormatBackupRecord("1,1.0,1.0");
+    std::string path = Put("FingerSizes.thumb", sizes);
+    run = Fputil({"inspect", path});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.out.find("E/FingerSizes: [virtual bool android::fp_utils::FingerSize::"
+                           "LoadFromBackupString(std::string &)] failed to parse str:'x,1,2'"),
+              std::string::npos)
+        << run.out;
+    // The percentiles lie between the two lengths kept.
+    EXPECT_NE(run.out.find("the HAL keeps 2 records\n  total_count:2, op1_count:1, op2_count:1\n"
+                           "  x: p5 7.3"),
+              std::string::npos)
+        << run.out;
+    run = Fputil({"repair", path});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(root_.ReadFile(std::string(kDir) + "FingerSizes.thumb"),
+              FormatBackupRecord("1,7.3,9.8") + FormatBackupRecord("2,8.0,10.0"));
+
+    // A file renamed on the way off the device: the kind is named on the command line.
+    std::string renamed =
+        Put("pulled-enrollments", FormatBackupRecord("0x1,0,0x1,0x0,0x1,0x2,3.50,0x1"));
+    run = Fputil({"inspect", "--kind", "enroll", renamed});
+    EXPECT_EQ(run.status, 1) << "a base record is refused by the G7 reader";
+    EXPECT_NE(run.out.find("E/EnrollEventG7: [virtual bool android::fp_utils::EnrollEventG7::"
+                           "LoadFromBackupString(std::string &)] failed to parse str:''"),
+              std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("the HAL keeps 0 records"), std::string::npos);
 }
 
 TEST_F(FputilBackupTest, BadArgumentsExitTwoWithAUsageLine) {

@@ -10,6 +10,8 @@
 #include <sstream>
 
 #include "fp_utils/auth_stats.h"
+#include "fp_utils/enroll_event_container.h"
+#include "fp_utils/finger_size.h"
 
 namespace fputil {
 
@@ -18,6 +20,10 @@ using android::fp_utils::AuthEventG7;
 using android::fp_utils::AuthStats;
 using android::fp_utils::AuthStatsG7;
 using android::fp_utils::BackupFileKind;
+using android::fp_utils::EnrollEventContainer;
+using android::fp_utils::EnrollEventG7;
+using android::fp_utils::FingerSize;
+using android::fp_utils::FingerSizes;
 
 namespace {
 
@@ -62,6 +68,99 @@ class AuthHistory : public History {
     std::unique_ptr<AuthStats> stats_;
 };
 
+// The enrollment history keeps the last 50 events; the HAL creates G7 events only.
+class EnrollHistory : public History {
+  public:
+    std::string RecordClass() const override { return "EnrollEventG7"; }
+
+    bool Parse(const std::string& body, std::string* debug) const override {
+        EnrollEventG7 event;
+        std::string text = body;
+        if (!event.LoadFromBackupString(text)) return false;
+        *debug = event.ToDebugString();
+        return true;
+    }
+
+    void Load(const std::string& /*name*/) override {
+        events_ = std::make_unique<EnrollEventContainer>();
+        events_->Init("EnrollEventG7");
+    }
+
+    size_t Loaded() const override { return events_ ? events_->events_.size() : 0; }
+
+    std::vector<std::string> Summary() override {
+        std::vector<std::string> lines;
+        if (!events_) return lines;
+        FILE* out = tmpfile();
+        if (out == nullptr) return lines;
+        events_->Dump(fileno(out), nullptr, 0);
+        rewind(out);
+        char line[1024];
+        while (fgets(line, sizeof(line), out) != nullptr) {
+            std::string text = line;
+            if (!text.empty() && text.back() == '\n') text.pop_back();
+            lines.push_back(text);
+        }
+        fclose(out);
+        return lines;
+    }
+
+    void Save() override {
+        if (!events_) return;
+        std::lock_guard<std::mutex> lock(events_->mutex_);
+        events_->SaveEventsToBackupFile();
+    }
+
+  private:
+    std::unique_ptr<EnrollEventContainer> events_;
+};
+
+class FingerHistory : public History {
+  public:
+    explicit FingerHistory(uint32_t limit) : limit_(limit) {}
+
+    std::string RecordClass() const override { return "FingerSize"; }
+
+    bool Parse(const std::string& body, std::string* debug) const override {
+        FingerSize finger;
+        std::string text = body;
+        if (!finger.LoadFromBackupString(text)) return false;
+        *debug = finger.ToString();
+        return true;
+    }
+
+    void Load(const std::string& name) override {
+        fingers_ = std::make_unique<FingerSizes>(name, limit_, true);
+    }
+
+    size_t Loaded() const override { return fingers_ ? fingers_->fingers_.size() : 0; }
+
+    std::vector<std::string> Summary() override {
+        if (!fingers_) return {};
+        char line[256];
+        snprintf(line, sizeof(line), "total_count:%u, op1_count:%u, op2_count:%u",
+                 fingers_->total_count_, fingers_->op1_count_, fingers_->op2_count_);
+        std::vector<std::string> lines = {line};
+        for (auto axis : {FingerSize::X, FingerSize::Y}) {
+            snprintf(line, sizeof(line), "%s: p5 %.2f, p50 %.2f, p95 %.2f",
+                     axis == FingerSize::X ? "x" : "y", fingers_->GetPercentileValue(axis, 5),
+                     fingers_->GetPercentileValue(axis, 50), fingers_->GetPercentileValue(axis, 95));
+            lines.push_back(line);
+        }
+        return lines;
+    }
+
+    void Save() override {
+        if (!fingers_) return;
+        std::lock_guard<std::mutex> lock(fingers_->mutex_);
+        fingers_->SaveFingersToBackupFile();
+    }
+
+  private:
+    uint32_t limit_;
+    std::unique_ptr<FingerSizes> fingers_;
+};
+
 bool ParsesAs(bool g7, const std::string& body) {
     std::string debug;
     return AuthHistory(g7, 1).Parse(body, &debug);
@@ -84,6 +183,12 @@ std::unique_ptr<History> MakeHistory(const BackupFileKind& kind, const HistoryOp
             g7 = any_g7 || !any_base;
         }
         return std::make_unique<AuthHistory>(g7, options.limit);
+    }
+    if (&kind == &android::fp_utils::kEnrollEventsBackupKind) {
+        return std::make_unique<EnrollHistory>();
+    }
+    if (&kind == &android::fp_utils::kFingerSizesBackupKind) {
+        return std::make_unique<FingerHistory>(options.limit);
     }
     return nullptr;
 }

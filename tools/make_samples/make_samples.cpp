@@ -1,6 +1,7 @@
 // Writes the sample backup files under samples/ with the library itself: a day of a device's
-// authentication attempts as its AuthStatsG7 history saves them, and a copy damaged the way
-// flash corruption damages one (a flipped byte inside a record).
+// authentication attempts as its AuthStatsG7 history saves them, a copy damaged the way flash
+// corruption damages one (a flipped bit inside a record), an enrollment history and a
+// finger-size history.
 //
 // usage: fp_make_samples OUTDIR
 // The output is deterministic (fixed times, fixed pseudo-random sequence), so the committed
@@ -16,6 +17,8 @@
 #include <string>
 
 #include "fp_utils/auth_stats.h"
+#include "fp_utils/enroll_event_container.h"
+#include "fp_utils/finger_size.h"
 #include "history/backup_file.h"
 
 namespace {
@@ -77,6 +80,57 @@ void FillAttempt(AuthEventG7& e, Sequence& seq, int index) {
     }
 }
 
+// Two users enrolling their fingers over a few weeks, with failed attempts and a removal.
+void MakeEnrollments(Sequence& seq) {
+    using android::fp_utils::EnrollEventG7;
+    android::fp_utils::EnrollEventContainer events;
+    events.Init("EnrollEventG7");
+    int enrolled = 0;
+    for (int i = 0; i < 14; ++i) {
+        auto event = events.CreateEvent();
+        auto& e = static_cast<EnrollEventG7&>(*event);
+        e.time = 1757916000 + i * 86400 * 2 + seq.Between(0, 40000);  // from 2025-09-15
+        e.gid = i < 9 ? 0 : 10;
+        e.capture_count = seq.Between(8, 18);
+        e.iq_avg = static_cast<float>(seq.Between(2200, 6800)) / 100.0f;
+        e.rawmean_delta = static_cast<float>(seq.Between(-600, 600)) / 100.0f;
+        for (int k = 0; k < 5; ++k) {
+            e.stitch_img_num_[k] = seq.Between(0, 8);
+            e.stitch_img_area_[k] = e.stitch_img_num_[k] * seq.Between(20, 90);
+        }
+        if (i == 7 || i == 12) {  // a finger removed in the settings
+            e.op = android::fp_utils::DEL;
+            e.enroll_successful = false;
+            e.fid = 100 + i - 4;
+            e.enrolled_fingers_count = --enrolled;
+        } else if (seq.Between(0, 3) == 0) {  // an enrollment given up or refused
+            e.op = android::fp_utils::ADD;
+            e.rc = static_cast<uint32_t>(seq.Between(1, 4));
+            e.capture_count = seq.Between(1, 6);
+            e.enrolled_fingers_count = enrolled;
+        } else {
+            e.op = android::fp_utils::ADD;
+            e.enroll_successful = true;
+            e.fid = 100 + i;
+            e.enrolled_fingers_count = ++enrolled;
+        }
+        events.AddEvent(event);
+    }
+}
+
+// Finger sizes measured at each touch: width and height of the contact in panel units.
+void MakeFingerSizes(Sequence& seq) {
+    android::fp_utils::FingerSizes sizes("fingerprint", 64, true);
+    for (int i = 0; i < 80; ++i) {
+        auto finger = std::make_shared<android::fp_utils::FingerSize>();
+        finger->op = seq.Between(0, 9) < 7 ? 1 : 2;
+        finger->size.first = static_cast<float>(seq.Between(480, 980)) / 10.0f;
+        finger->size.second =
+            finger->size.first * static_cast<float>(seq.Between(105, 140)) / 100.0f;
+        sizes.AddFinger(finger, i % 8 == 7);
+    }
+}
+
 bool Copy(const std::string& from, const std::string& to, size_t flip_at = std::string::npos) {
     std::ifstream in(from, std::ios::binary);
     std::stringstream ss;
@@ -117,6 +171,8 @@ int main(int argc, char** argv) {
         stats.AddAttempt(event);
     }
     stats.SaveAttemptsToBackupFile();
+    MakeEnrollments(seq);
+    MakeFingerSizes(seq);
 
     std::string auth = device_dir + "/AuthStats.fingerprint";
     // The damaged copy has one bit flipped in the body of record #17.
@@ -125,7 +181,9 @@ int main(int argc, char** argv) {
         offset += android::fp_utils::FormatBackupRecord(stats.attempts_[i]->ToBackupString()).size();
     }
     bool ok = Copy(auth, out + "/AuthStats.fingerprint") &&
-              Copy(auth, out + "/AuthStats.fingerprint-damaged", offset + 40);
+              Copy(auth, out + "/AuthStats.fingerprint-damaged", offset + 40) &&
+              Copy(device_dir + "/EnrollEventContainer", out + "/EnrollEventContainer") &&
+              Copy(device_dir + "/FingerSizes.fingerprint", out + "/FingerSizes.fingerprint");
     std::string cleanup = std::string("rm -rf ") + scratch;
     if (system(cleanup.c_str()) != 0) fprintf(stderr, "could not remove %s\n", scratch);
     if (!ok) {
