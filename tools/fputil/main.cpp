@@ -10,6 +10,7 @@ namespace fputil {
 
 static const Command kCommands[] = {
     {"help", "help", "this list", nullptr},
+    {"coverage", kCoverageUsage, "how much of the sensor area a touch covers", RunCoverage},
 };
 
 int UsageError(const char* command_name, const char* message) {
