@@ -16,6 +16,9 @@ constexpr int kExitOk = 0;
 constexpr int kExitFinding = 1;
 constexpr int kExitUsage = 2;
 
+int RunInspect(int argc, char** argv);
+int RunRepair(int argc, char** argv);
+
 // fputil coverage: the share of the sensor area that a touch covers.
 extern const char kCoverageUsage[];
 int RunCoverage(int argc, char** argv);
