@@ -94,14 +94,14 @@ TEST(EllipseContains, AgreesWithPlainComputation) {
     std::uniform_real_distribution<float> pos(-200, 200);
     std::uniform_real_distribution<float> len(0, 120);
     std::uniform_real_distribution<float> angle(-10, 10);
-    const float specials[] = {0.0f, -0.0f, kNaN, INFINITY, FLT_MIN, 1e30f};
+    const float odd_values[] = {0.0f, -0.0f, kNaN, INFINITY, FLT_MIN, 1e30f};
     unsigned inside = 0;
     for (int i = 0; i < 2000; ++i) {
         Ellipse e(pos(gen), pos(gen), len(gen), len(gen), angle(gen));
         if (i % 8 == 1) e.orientation = angle(gen);
         if (i % 8 == 2) e.major = len(gen);
-        if (i % 8 == 3) e.minor = specials[i / 8 % 6];
-        if (i % 8 == 4) e.orientation = specials[i / 8 % 6];
+        if (i % 8 == 3) e.minor = odd_values[i / 8 % 6];
+        if (i % 8 == 4) e.orientation = odd_values[i / 8 % 6];
         const float s = std::sin(e.orientation);
         const float c = std::cos(e.orientation);
         for (int j = 0; j < 100; ++j) {
