@@ -19,6 +19,10 @@ constexpr int kExitUsage = 2;
 int RunInspect(int argc, char** argv);
 int RunRepair(int argc, char** argv);
 
+// fputil coverage: the share of the sensor area that a touch covers.
+extern const char kCoverageUsage[];
+int RunCoverage(int argc, char** argv);
+
 // Prints "usage: fputil <usage>" of the named command to stderr and returns kExitUsage.
 int UsageError(const char* command_name, const char* message = nullptr);
 

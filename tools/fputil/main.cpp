@@ -13,6 +13,7 @@ static const Command kCommands[] = {
      "report what backup files hold and what the HAL would load from them", RunInspect},
     {"repair", "repair [--kind KIND] FILE",
      "rewrite a backup file to exactly the records the HAL would load", RunRepair},
+    {"coverage", kCoverageUsage, "how much of the sensor area a touch covers", RunCoverage},
     {"devinfo", "devinfo [--root DIR]", "hardware configuration items", RunDevinfo},
 };
 
