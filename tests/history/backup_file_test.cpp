@@ -14,32 +14,29 @@ namespace android {
 namespace fp_utils {
 namespace {
 
-using testing::FpUtilsTest;
 using testing::TempRoot;
 
 constexpr char kPath[] = "/data/vendor/fingerprint/AuthStats.backup_test";
-constexpr char kBody1[] = "0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c";
-constexpr char kBody2[] = "0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e";
-constexpr char kBody3[] = "0x67a1b2e0,0x3,0x0,0x0,0x0,0x0";
+const std::string kBody1 = "0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c";
+const std::string kBody2 = "0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e";
+const std::string kBody3 = "0x67a1b2e0,0x3,0x0,0x0,0x0,0x0";
 
+// A record made independently of the library's writer.
 std::string Record(const std::string& body) {
     char head[40];
     snprintf(head, sizeof(head), "0x%x,0x%zx,", crc32(body.data(), body.size()), body.size());
     return head + body;
 }
 
-class BackupFileTest : public FpUtilsTest {
+class BackupFileTest : public testing::FpUtilsTest {
   protected:
-    // What the HAL holds after starting with `file` as its backup file.
-    std::unique_ptr<AuthStats> Load(const std::string& file, uint32_t max = 0xFFFFFFFF) {
+    // The backup strings the HAL holds after starting with `file` as its backup file.
+    std::vector<std::string> Load(const std::string& file) {
         root_.WriteFile(kPath, file);
-        auto stats = std::make_unique<AuthStats>("backup_test", max, true);
-        stats->Init();
-        return stats;
-    }
-    static std::vector<std::string> Bodies(const AuthStats& stats) {
+        stats_ = std::make_unique<AuthStats>("backup_test", 0xFFFFFFFF, true);
+        stats_->Init();
         std::vector<std::string> out;
-        for (const auto& e : stats.attempts_) out.push_back(e->ToBackupString());
+        for (const auto& e : stats_->attempts_) out.push_back(e->ToBackupString());
         return out;
     }
     bool LoggedMismatch() const {
@@ -47,177 +44,137 @@ class BackupFileTest : public FpUtilsTest {
                              "[backup_test][void android::fp_utils::AuthStats::"
                              "LoadAttemptsFromBackupFile()] Crc checksum didn't match!");
     }
+    std::unique_ptr<AuthStats> stats_;
 };
 
-TEST_F(BackupFileTest, TwoRecordsAreWrittenByteForByte) {
+TEST_F(BackupFileTest, TwoRecordsAreWrittenByteForByteAndReadBack) {
     AuthStats stats("backup_test", 10, true);
     stats.Init();
-    std::string text1 = kBody1, text2 = kBody2;
-    for (std::string* text : {&text1, &text2}) {
+    for (std::string text : {kBody1, kBody2}) {
         auto event = stats.CreateAttempt();
-        ASSERT_TRUE(event->LoadFromBackupString(*text));
+        ASSERT_TRUE(event->LoadFromBackupString(text));
         stats.AddAttempt(event);
     }
     stats.SaveAttemptsToBackupFile();
-    EXPECT_EQ(root_.ReadFile(kPath),
-              "0x67a13bd5,0x20,0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c"
-              "0x6df05a86,0x20,0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e");
-    EXPECT_EQ(FormatBackupRecord(kBody1), "0x67a13bd5,0x20,0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c");
-}
-
-TEST_F(BackupFileTest, WrittenFileLoadsBackInOrder) {
-    auto stats = Load(Record(kBody1) + Record(kBody2) + Record(kBody3));
-    EXPECT_EQ(Bodies(*stats), (std::vector<std::string>{kBody1, kBody2, kBody3}));
+    const std::string expected =
+        "0x67a13bd5,0x20,0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c"
+        "0x6df05a86,0x20,0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e";
+    EXPECT_EQ(root_.ReadFile(kPath), expected);
+    log_.Clear();
+    EXPECT_EQ(Load(expected), (std::vector<std::string>{kBody1, kBody2}));
     EXPECT_TRUE(log_.Lines().empty());
 }
 
-TEST_F(BackupFileTest, EmptyOrMissingFileGivesAnEmptyHistory) {
-    EXPECT_TRUE(Load("")->attempts_.empty());
-    EXPECT_TRUE(log_.Lines().empty());
-
-    root_.Remove(kPath);
-    AuthStats stats("backup_test", 10, true);
-    stats.Init();
-    EXPECT_TRUE(stats.attempts_.empty());
-    EXPECT_TRUE(stats.initialized_);
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, "AuthStats",
-                              "[LoadAttemptsFromBackupFile] Failed to open "
-                              "\"/data/vendor/fingerprint/AuthStats.backup_test\" with error 2."));
-}
-
-TEST_F(BackupFileTest, FileCutInsideAHeadEndsQuietly) {
-    std::string whole = Record(kBody1) + Record(kBody2);
-    auto stats = Load(whole.substr(0, Record(kBody1).size() + 7));
-    EXPECT_EQ(Bodies(*stats), std::vector<std::string>{kBody1});
-    EXPECT_FALSE(LoggedMismatch());
-}
-
-TEST_F(BackupFileTest, FileCutInsideABodyStopsWithAMismatch) {
-    std::string whole = Record(kBody1) + Record(kBody2);
-    auto stats = Load(whole.substr(0, whole.size() - 3));
-    EXPECT_EQ(Bodies(*stats), std::vector<std::string>{kBody1});
-    EXPECT_TRUE(LoggedMismatch());
-}
-
-TEST_F(BackupFileTest, BadRecordInTheMiddleLosesEverythingAfterItAtTheNextSave) {
-    std::string bad = Record(kBody2);
-    bad[bad.size() - 1] = 'f';  // body changed, checksum kept
-    auto stats = Load(Record(kBody1) + bad + Record(kBody3));
-    EXPECT_EQ(Bodies(*stats), std::vector<std::string>{kBody1});
-    EXPECT_TRUE(LoggedMismatch());
-    stats->SaveAttemptsToBackupFile();
+TEST_F(BackupFileTest, DamagedFilesKeepWhatPrecedesTheDamage) {
+    const std::string two = Record(kBody1) + Record(kBody2);
+    std::string flipped = Record(kBody2);
+    flipped.back() = 'f';
+    struct Case {
+        const char* what;
+        std::string file;
+        std::vector<std::string> kept;
+        bool mismatch;
+    } cases[] = {
+        {"empty", "", {}, false},
+        {"cut inside a head", Record(kBody1) + "0x12,0x", {kBody1}, false},
+        {"garbage after the records", two + "junk", {kBody1, kBody2}, false},
+        {"cut inside a body", two.substr(0, two.size() - 3), {kBody1}, true},
+        {"bad checksum in the middle", Record(kBody1) + flipped + Record(kBody3), {kBody1}, true},
+        {"a record the parser refuses",
+         Record(kBody1) + Record("a,b") + Record(kBody3),
+         {kBody1, kBody3},
+         false},
+        // Its last byte is set to NUL before the checksum: it never loads.
+        {"length of 1024", Record(kBody1) + Record(std::string(1024, 'a')), {kBody1}, true},
+    };
+    for (const Case& c : cases) {
+        log_.Clear();
+        EXPECT_EQ(Load(c.file), c.kept) << c.what;
+        EXPECT_EQ(LoggedMismatch(), c.mismatch) << c.what;
+    }
+    // A save writes only what was loaded: the records after a bad one are gone.
+    Load(Record(kBody1) + flipped + Record(kBody3));
+    stats_->SaveAttemptsToBackupFile();
     EXPECT_EQ(root_.ReadFile(kPath), Record(kBody1));
 }
 
-TEST_F(BackupFileTest, RecordTheParserRejectsIsSkipped) {
-    auto stats = Load(Record(kBody1) + Record("not,a,record") + Record(kBody3));
-    EXPECT_EQ(Bodies(*stats), (std::vector<std::string>{kBody1, kBody3}));
-    EXPECT_EQ(log_.Lines("AuthEvent").size(), 1u);
-    EXPECT_FALSE(LoggedMismatch());
-}
-
-TEST_F(BackupFileTest, ReaderKeepsStaleBytesOfTheSharedBuffer) {
-    // The second head declares a longer body than the file holds: the tail of the buffer
-    // still has the first body's bytes. A checksum made over exactly those bytes matches.
+TEST_F(BackupFileTest, ReaderSharesOneBufferAcrossRecords) {
+    // A body cut short by the end of the file is completed by the previous body's bytes: a
+    // checksum over exactly those bytes holds, as it does on a device.
     std::string short_body = "0x1,0x1";
-    std::string expected_buffer = short_body + std::string(kBody1).substr(short_body.size());
+    std::string completed = short_body + kBody1.substr(short_body.size());
     char head[40];
-    snprintf(head, sizeof(head), "0x%x,0x%zx,",
-             crc32(expected_buffer.data(), expected_buffer.size()), expected_buffer.size());
+    snprintf(head, sizeof(head), "0x%x,0x%zx,", crc32(completed.data(), completed.size()),
+             completed.size());
     root_.WriteFile(kPath, Record(kBody1) + head + short_body);
     FILE* file = fopen(root_.Path(kPath).c_str(), "r");
     ASSERT_NE(file, nullptr);
     BackupReader reader(file);
     BackupRecord record;
     ASSERT_EQ(reader.Next(&record), BackupReader::kRecord);
-    EXPECT_EQ(record.offset, 0);
     ASSERT_EQ(reader.Next(&record), BackupReader::kRecord);
     EXPECT_EQ(record.offset, static_cast<long>(Record(kBody1).size()));
+    EXPECT_EQ(record.bytes_read, short_body.size());
     EXPECT_TRUE(record.CrcMatches());
-    EXPECT_EQ(record.body, expected_buffer);
+    EXPECT_EQ(record.body, completed);
     EXPECT_EQ(reader.Next(&record), BackupReader::kEnd);
     fclose(file);
 }
 
-TEST_F(BackupFileTest, LengthOf1024NeverLoads) {
-    std::string body(1024, 'a');
-    auto stats = Load(Record(kBody1) + Record(body) + Record(kBody3));
-    EXPECT_EQ(Bodies(*stats), std::vector<std::string>{kBody1});
-    EXPECT_TRUE(LoggedMismatch());
-}
-
-TEST_F(BackupFileTest, LengthOf1023IsReadWhole) {
-    std::string body = std::string(kBody3) + std::string(1023 - strlen(kBody3), ' ');
-    FILE* file = fmemopen(nullptr, 4096, "w+");
-    ASSERT_NE(file, nullptr);
-    std::string text = Record(body);
-    fwrite(text.data(), 1, text.size(), file);
-    rewind(file);
-    BackupReader reader(file);
-    BackupRecord record;
-    ASSERT_EQ(reader.Next(&record), BackupReader::kRecord);
-    EXPECT_EQ(record.length, 1023u);
-    EXPECT_TRUE(record.CrcMatches());
-    fclose(file);
-}
-
 TEST_F(BackupFileTest, LengthAbove1024TerminatesTheProcess) {
-    std::string file = Record(kBody1) + "0x0,0x401," + std::string(1025, 'a');
     // The log capture holds the fatal line in the child; the abort is what counts.
-    EXPECT_EXIT(Load(file), ::testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(Load(Record(kBody1) + "0x0,0x401," + std::string(1025, 'a')),
+                ::testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST_F(BackupFileTest, NameWithSlashChangesTheDirectory) {
-    root_.MakeDirs("/data/vendor/fingerprint/AuthStats.sub");
-    AuthStats stats("sub/dir", 10, true);
-    stats.Init();
-    EXPECT_EQ(stats.backup_path_, "/data/vendor/fingerprint/AuthStats.sub/dir");
-    auto event = stats.CreateAttempt();
-    event->acquired_info = 1;
-    event->auth_successful = true;
-    stats.AddAttempt(event);
-    EXPECT_TRUE(root_.Exists("/data/vendor/fingerprint/AuthStats.sub/dir"));
-}
-
-TEST_F(BackupFileTest, DirectoryIsMadeWhenMissingAndFailuresAreLogged) {
+TEST_F(BackupFileTest, MissingFileAndDirectory) {
     root_.Remove("/data/vendor/fingerprint");
     AuthStats stats("backup_test", 10, true);
     stats.Init();
-    EXPECT_TRUE(root_.Exists("/data/vendor/fingerprint"));
-    EXPECT_TRUE(log_.Lines("AuthStats").size() == 1u);  // only the missing file
+    EXPECT_TRUE(root_.Exists("/data/vendor/fingerprint"));  // made by Init
+    EXPECT_EQ(
+        log_.Lines(),
+        (std::vector<testing::LogLine>{{ANDROID_LOG_ERROR, "AuthStats",
+                                        "[LoadAttemptsFromBackupFile] Failed to open "
+                                        "\"/data/vendor/fingerprint/AuthStats.backup_test\" with "
+                                        "error 2."}}));
 
     TempRoot bare(TempRoot::kBare);  // no /data/vendor at all
     log_.Clear();
     AuthStats orphan("backup_test", 10, true);
     orphan.Init();
-    EXPECT_TRUE(
-        log_.Contains(ANDROID_LOG_ERROR, "AuthStats",
-                      "[Init] Failed to create directory \"/data/vendor/fingerprint/\" with "
-                      "error 2."));
-    EXPECT_TRUE(orphan.initialized_);
     auto event = orphan.CreateAttempt();
     event->acquired_info = 1;
     event->auth_successful = true;
     orphan.AddAttempt(event);
-    EXPECT_EQ(orphan.total_attempts_, 1u);
+    EXPECT_EQ(orphan.total_attempts_, 1u);  // kept in memory
+    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, "AuthStats",
+                              "[Init] Failed to create directory \"/data/vendor/fingerprint/\" "
+                              "with error 2."));
     EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, "AuthStats",
                               "[SaveAttemptsToBackupFile] Failed to open "
                               "\"/data/vendor/fingerprint/AuthStats.backup_test\" with error 2."));
 }
 
-TEST(BackupFileKinds, FileNamesAndPaths) {
+TEST_F(BackupFileTest, NamesAndPaths) {
+    root_.MakeDirs("/data/vendor/fingerprint/AuthStats.sub");
+    AuthStats stats("sub/dir", 10, true);  // a name with "/" changes the directory
+    stats.Init();
+    EXPECT_EQ(stats.backup_path_, "/data/vendor/fingerprint/AuthStats.sub/dir");
+    stats.SaveAttemptsToBackupFile();
+    EXPECT_TRUE(root_.Exists("/data/vendor/fingerprint/AuthStats.sub/dir"));
+
     std::string name;
     EXPECT_EQ(BackupKindOfFileName("AuthStats.x.y", &name), &kAuthStatsBackupKind);
     EXPECT_EQ(name, "x.y");
     EXPECT_EQ(BackupKindOfFileName("EnrollEventContainer", &name), &kEnrollEventsBackupKind);
-    EXPECT_EQ(name, "");
     EXPECT_EQ(BackupKindOfFileName("FingerSizes.thumb", &name), &kFingerSizesBackupKind);
     EXPECT_EQ(name, "thumb");
-    EXPECT_EQ(BackupKindOfFileName("AuthStats", nullptr), nullptr);
-    EXPECT_EQ(BackupKindOfFileName("AuthStats.", nullptr), nullptr);
-    EXPECT_EQ(BackupKindOfFileName("EnrollEventContainer.x", nullptr), nullptr);
-    EXPECT_EQ(BackupFilePath(kFingerSizesBackupKind, "/d", "thumb"), "/d/FingerSizes.thumb");
-    EXPECT_EQ(BackupFilePath(kEnrollEventsBackupKind, "/d/", "ignored"), "/d/EnrollEventContainer");
+    for (const char* other : {"AuthStats", "AuthStats.", "EnrollEventContainer.x", "notes"}) {
+        EXPECT_EQ(BackupKindOfFileName(other, nullptr), nullptr) << other;
+    }
+    EXPECT_EQ(BackupFilePath(kEnrollEventsBackupKind, "/d", "ignored"), "/d/EnrollEventContainer");
+    EXPECT_EQ(FormatBackupRecord(kBody1), Record(kBody1));
 }
 
 }  // namespace
