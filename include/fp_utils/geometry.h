@@ -51,9 +51,11 @@ class Circle : public IShape {
 // radians, 0 meaning vertical, positive turning it towards +x.
 class Ellipse : public IShape {
   public:
-    Ellipse() = default;
+    Ellipse() { terms_ = MakeTerms(major, minor, orientation); }
     Ellipse(float x, float y, float major, float minor, float orientation)
-        : center(x, y), major(major), minor(minor), orientation(orientation) {}
+        : center(x, y), major(major), minor(minor), orientation(orientation) {
+        terms_ = MakeTerms(major, minor, orientation);
+    }
     std::string Print() const override;
     bool Contains(const Point& p) const override;
 
@@ -61,6 +63,24 @@ class Ellipse : public IShape {
     float major = 0;
     float minor = 0;
     float orientation = 0;
+
+  private:
+    // The per-ellipse part of the containment test (the angle's sine and cosine, the squared
+    // semi-axes), worked out by the constructors for the axes and angle given there. Contains
+    // uses them while major, minor and orientation still hold exactly those values, and works
+    // them out afresh otherwise, so assigning the fields directly stays correct.
+    struct Terms {
+        float major;
+        float minor;
+        float orientation;
+        float sin_o;
+        float cos_o;
+        double a2;
+        double b2;
+    };
+    static Terms MakeTerms(float major, float minor, float orientation);
+
+    Terms terms_;
 };
 
 // Not normalised: left <= right and top <= bottom are assumed.

@@ -5,6 +5,8 @@
 // Lines logged by any thread are kept in order.
 #pragma once
 
+#include <android/log.h>
+
 #include <string>
 #include <vector>
 

@@ -1,17 +1,22 @@
 // Entry point of every test executable.
 //
 // Before any test runs, FP_UTILS_ROOT is pointed at a fresh directory of this process, so a
-// test that forgets its own TempRoot still never reaches the machine's /data, /dev or /sys.
+// test that forgets its own TempRoot still never reaches the machine's /data, /dev or /sys,
+// and the time zone is UTC, so record times print the same on every machine.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 
 #include "tests/support/temp_root.h"
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
+    // Record times print in local time; tests read them in UTC.
+    setenv("TZ", "UTC", 1);
+    tzset();
     // Death tests re-run this binary; "threadsafe" keeps them correct next to worker threads.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     // A death test's child runs inside its parent's root (inherited through the environment).

@@ -16,6 +16,9 @@ constexpr int kExitOk = 0;
 constexpr int kExitFinding = 1;
 constexpr int kExitUsage = 2;
 
+int RunInspect(int argc, char** argv);
+int RunRepair(int argc, char** argv);
+
 // Prints "usage: fputil <usage>" of the named command to stderr and returns kExitUsage.
 int UsageError(const char* command_name, const char* message = nullptr);
 

@@ -9,7 +9,10 @@
 namespace fputil {
 
 static const Command kCommands[] = {
-    {"help", "help", "this list", nullptr},
+    {"inspect", "inspect [--root DIR] [--json] [--kind KIND] [FILE...]",
+     "report what backup files hold and what the HAL would load from them", RunInspect},
+    {"repair", "repair [--kind KIND] FILE",
+     "rewrite a backup file to exactly the records the HAL would load", RunRepair},
 };
 
 int UsageError(const char* command_name, const char* message) {

@@ -1,0 +1,107 @@
+// Text forms and containment tests of the plane shapes.
+#include <cmath>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "fp_utils/geometry.h"
+
+namespace android {
+namespace fp_utils {
+namespace {
+
+// Shape texts are cut at 127 characters, like every other fixed text buffer of the library.
+__attribute__((format(printf, 1, 2))) std::string FormatShape(const char* format, ...) {
+    char buf[128] = {};
+    va_list args;
+    va_start(args, format);
+    vsnprintf(buf, sizeof(buf), format, args);
+    va_end(args);
+    return buf;
+}
+
+bool SameBits(float a, float b) {
+    uint32_t x;
+    uint32_t y;
+    memcpy(&x, &a, sizeof(x));
+    memcpy(&y, &b, sizeof(y));
+    return x == y;
+}
+
+}  // namespace
+
+std::string Point::Print() const {
+    return FormatShape("Point(%.2f, %.2f)", static_cast<double>(x), static_cast<double>(y));
+}
+
+std::string Circle::Print() const {
+    return FormatShape("Circle(x:%.2f, y:%.2f, r:%.2f)", static_cast<double>(center.x),
+                       static_cast<double>(center.y), static_cast<double>(r));
+}
+
+std::string Ellipse::Print() const {
+    return FormatShape("Ellipse(x:%.2f, y:%.2f, M:%.2f, m:%.2f, o:%.2f)",
+                       static_cast<double>(center.x), static_cast<double>(center.y),
+                       static_cast<double>(major), static_cast<double>(minor),
+                       static_cast<double>(orientation));
+}
+
+std::string Rect::Print() const {
+    return FormatShape("Rect(%.2f, %.2f - %.2f, %.2f)", static_cast<double>(left_top.x),
+                       static_cast<double>(left_top.y), static_cast<double>(right_bottom.x),
+                       static_cast<double>(right_bottom.y));
+}
+
+// The distance itself is compared, not its square: a point is inside when it lies no farther
+// from the centre than the radius. NaN fails the comparison.
+bool Circle::Contains(const Point& p) const {
+    const float dx = p.x - center.x;
+    const float dy = p.y - center.y;
+    const float d = sqrtf(dx * dx + dy * dy);
+    return d <= r;
+}
+
+Ellipse::Terms Ellipse::MakeTerms(float major, float minor, float orientation) {
+    Terms t;
+    t.major = major;
+    t.minor = minor;
+    t.orientation = orientation;
+    sincosf(orientation, &t.sin_o, &t.cos_o);
+    const float a = major * 0.5f;
+    const float b = minor * 0.5f;
+    t.a2 = static_cast<double>(a) * static_cast<double>(a);
+    t.b2 = static_cast<double>(b) * static_cast<double>(b);
+    return t;
+}
+
+// The point is turned into the ellipse's own axes: u along the major axis, which points along
+// (sin o, -cos o), and v along the minor axis, (cos o, sin o). The normalised sum is formed in
+// double and rounded to float before the comparison with 1. A zero-length axis makes the sum
+// infinite or NaN, so no point is inside.
+bool Ellipse::Contains(const Point& p) const {
+    Terms fresh;
+    const Terms* t = &terms_;
+    if (!SameBits(t->major, major) || !SameBits(t->minor, minor) ||
+        !SameBits(t->orientation, orientation)) {
+        fresh = MakeTerms(major, minor, orientation);
+        t = &fresh;
+    }
+    const float dx = p.x - center.x;
+    const float dy = p.y - center.y;
+    const float u = dx * t->sin_o - dy * t->cos_o;
+    const float v = dx * t->cos_o + dy * t->sin_o;
+    const double uu = static_cast<double>(u) * static_cast<double>(u);
+    const double vv = static_cast<double>(v) * static_cast<double>(v);
+    const float q = static_cast<float>(uu / t->a2 + vv / t->b2);
+    return q <= 1.0f;
+}
+
+// Edges are inclusive. The rectangle is taken as it stands: with left > right (or top >
+// bottom) nothing is inside.
+bool Rect::Contains(const Point& p) const {
+    return left_top.x <= p.x && p.x <= right_bottom.x && left_top.y <= p.y && p.y <= right_bottom.y;
+}
+
+}  // namespace fp_utils
+}  // namespace android

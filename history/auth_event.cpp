@@ -1,0 +1,213 @@
+#include "fp_utils/auth_event.h"
+
+#include <android/log.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <regex>
+
+#include "history/local_time.h"
+
+namespace android {
+namespace fp_utils {
+namespace {
+
+constexpr char kBaseLoadSignature[] =
+    "virtual bool android::fp_utils::AuthEvent::LoadFromBackupString(std::string &)";
+constexpr char kG7LoadSignature[] =
+    "virtual bool android::fp_utils::AuthEventG7::LoadFromBackupString(std::string &)";
+
+// Names of the platform's fingerprint acquired-info codes 0 to 14; code 1 (a good image that
+// went to matching) is never shown by name.
+constexpr const char* kAcquiredInfoNames[] = {
+    "UNKNOWN",    "GOOD",     "PARTIAL",          "INSUFFICIENT",  "SENSOR_DIRTY",
+    "TOO_SLOW",   "TOO_FAST", "VENDOR",           "START",         "TOO_DARK",
+    "TOO_BRIGHT", "IMMOBILE", "RETRYING_CAPTURE", "LIFT_TOO_SOON", "POWER_PRESS",
+};
+
+// The base part of a backup string: six hexadecimal fields. Built once per process; loading a
+// long history at start-up must not pay for it per record.
+const std::regex& BasePartPattern() {
+    static const std::regex pattern(
+        "0x[0-9a-fA-F]+,0x[0-9a-fA-F]+,0x[0-9a-fA-F]+,0x[0-9a-fA-F]+,0x[0-9a-fA-F]+,"
+        "0x[0-9a-fA-F]+",
+        std::regex::ECMAScript);
+    return pattern;
+}
+
+// A packed decimal triplet: high * 1000000 + middle * 1000 + low. Parts are compared as
+// unsigned numbers, so a negative part counts as very large.
+struct Triplet {
+    uint32_t high, middle, low;
+};
+
+Triplet Unpack(int32_t v) {
+    return Triplet{static_cast<uint32_t>(v / 1000000), static_cast<uint32_t>((v % 1000000) / 1000),
+                   static_cast<uint32_t>(v % 1000)};
+}
+
+}  // namespace
+
+std::string AuthEvent::GetLocalTime() const {
+    return FormatLocalTime(time);
+}
+
+std::string AuthEvent::ToDebugString() const {
+    char buf[128] = {};
+    int n = snprintf(buf, sizeof(buf), "%s ", GetLocalTime().c_str());
+    if (n < 0 || static_cast<size_t>(n) >= sizeof(buf)) return buf;
+    char* rest = buf + n;
+    size_t room = sizeof(buf) - n;
+    if (acquired_info == 1) {
+        snprintf(rest, room, "auth_successful:%d, fid:%d, latency:%d, iq:%d",
+                 auth_successful ? 1 : 0, fid, latency, iq);
+    } else if (acquired_info >= 0 && acquired_info <= 14) {
+        snprintf(rest, room, "acquisition_error:%s", kAcquiredInfoNames[acquired_info]);
+    } else {
+        snprintf(rest, room, "acquisition_error:%d", acquired_info);
+    }
+    return buf;
+}
+
+std::string AuthEvent::ToBackupString() const {
+    char buf[128] = {};
+    snprintf(buf, sizeof(buf), "0x%lx,0x%x,0x%x,0x%x,0x%x,0x%x", static_cast<unsigned long>(time),
+             static_cast<unsigned>(static_cast<int32_t>(acquired_info)), auth_successful ? 1u : 0u,
+             static_cast<unsigned>(fid), static_cast<unsigned>(latency), static_cast<unsigned>(iq));
+    return buf;
+}
+
+bool AuthEvent::LoadFromBackupString(std::string& text) {
+    unsigned long scanned_time = 0;
+    unsigned scanned_info = 0;
+    unsigned scanned_successful = 0;
+    int items = sscanf(text.c_str(), "0x%lx,0x%x,0x%x,0x%x,0x%x,0x%x", &scanned_time, &scanned_info,
+                       &scanned_successful, reinterpret_cast<unsigned*>(&fid),
+                       reinterpret_cast<unsigned*>(&latency), reinterpret_cast<unsigned*>(&iq));
+    if (items < 6) {
+        __android_log_print(ANDROID_LOG_ERROR, "AuthEvent",
+                            "[%s] failed to parse str:'%s' with error %d", kBaseLoadSignature,
+                            text.c_str(), -errno);
+        return false;
+    }
+    time = static_cast<time_t>(scanned_time);
+    acquired_info = static_cast<int8_t>(scanned_info & 0xFF);
+    auth_successful = scanned_successful != 0;
+    text = std::regex_replace(text, BasePartPattern(), "", std::regex_constants::format_first_only);
+    return true;
+}
+
+std::string AuthEvent::GetClassName() {
+    return "AuthEvent";
+}
+
+std::string AuthEventG7::ToDebugString() const {
+    std::string text = AuthEvent::ToDebugString();
+    char buf[128];
+    snprintf(buf, sizeof(buf), ", rc:%u", rc);
+    text += buf;
+    snprintf(buf, sizeof(buf), ", lptw:%u", lptw);
+    text += buf;
+    if (acquired_info == 1) {
+        snprintf(buf, sizeof(buf), "t_cov:%.0f%%, t_dist:%.1fmm, rawmean_delta:%d, match_score:%d",
+                 t_cov, t_dist, rawmean_delta, match_score);
+        text += ", ";
+        text += buf;
+        if (rc != 0) {
+            text += ", ";
+            text += GetAuthFailureReason();
+            return text;
+        }
+        snprintf(buf, sizeof(buf), ", stitch_img_num_:%d_%d_%d_%d_%d", stitch_img_num_[0],
+                 stitch_img_num_[1], stitch_img_num_[2], stitch_img_num_[3], stitch_img_num_[4]);
+        text += buf;
+        snprintf(buf, sizeof(buf), ", stitch_img_area_:%d_%d_%d_%d_%d", stitch_img_area_[0],
+                 stitch_img_area_[1], stitch_img_area_[2], stitch_img_area_[3], stitch_img_area_[4]);
+        text += buf;
+    } else if (acquired_info == 2) {
+        snprintf(buf, sizeof(buf), "t_cov:%.0f%%, t_dist:%.1fmm", t_cov, t_dist);
+        text += ", ";
+        text += buf;
+    }
+    return text;
+}
+
+std::string AuthEventG7::GetAuthFailureReason() const {
+    const char* reason;
+    if (rc == 1164 || rawmean_delta <= -1001) {
+        reason = "Too Dark";
+    } else if (rc == 1013) {
+        reason = "Image Partial";
+    } else if (rc == 1014) {
+        reason = "Low quality";
+    } else if (rc == 1137) {
+        reason = "Spoof";
+    } else if (rc == 1138) {
+        reason = "Residual";
+    } else if (rc == 1513) {
+        reason = "Too bright";
+    } else {
+        Triplet a = Unpack(metric_1);
+        Triplet b = Unpack(metric_2);
+        Triplet c = Unpack(metric_3);
+        bool on_target = a.high >= 225 && a.middle >= 220 && a.low >= 215 && b.high >= 83 &&
+                         b.middle >= 205 && b.low >= 205;
+        if (!on_target) {
+            reason = "Off target";
+        } else if (foreign_matter >= 1) {
+            reason = "Foreign matter";
+        } else if (c.high > 119) {
+            reason = "Unknown";
+        } else {
+            reason = "Partial off target";
+        }
+    }
+    return std::string("reason:") + reason;
+}
+
+std::string AuthEventG7::ToBackupString() const {
+    char buf[1024] = {};
+    int n = snprintf(buf, sizeof(buf), ",%.2f,%.2f,%u,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x",
+                     t_cov, t_dist, lptw, rc, static_cast<unsigned>(rawmean_delta),
+                     static_cast<unsigned>(metric_1), static_cast<unsigned>(metric_2),
+                     static_cast<unsigned>(metric_3), static_cast<unsigned>(metric_4),
+                     static_cast<unsigned>(foreign_matter), static_cast<unsigned>(match_score));
+    for (const int32_t* five : {stitch_img_num_, stitch_img_area_}) {
+        if (n < 0 || static_cast<size_t>(n) >= sizeof(buf)) break;
+        n += snprintf(buf + n, sizeof(buf) - n, ",0x%x,0x%x,0x%x,0x%x,0x%x",
+                      static_cast<unsigned>(five[0]), static_cast<unsigned>(five[1]),
+                      static_cast<unsigned>(five[2]), static_cast<unsigned>(five[3]),
+                      static_cast<unsigned>(five[4]));
+    }
+    return AuthEvent::ToBackupString() + buf;
+}
+
+bool AuthEventG7::LoadFromBackupString(std::string& text) {
+    if (!AuthEvent::LoadFromBackupString(text)) {
+        __android_log_print(ANDROID_LOG_ERROR, "AuthEventG7", "[%s] AuthEvent failed to load '%s'",
+                            kG7LoadSignature, text.c_str());
+        return false;
+    }
+    auto u = [](int32_t& field) { return reinterpret_cast<unsigned*>(&field); };
+    int items = sscanf(
+        text.c_str(),
+        ",%f,%f,%u,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,"
+        "0x%x,0x%x,0x%x",
+        &t_cov, &t_dist, &lptw, &rc, u(rawmean_delta), u(metric_1), u(metric_2), u(metric_3),
+        u(metric_4), u(foreign_matter), u(match_score), u(stitch_img_num_[0]),
+        u(stitch_img_num_[1]), u(stitch_img_num_[2]), u(stitch_img_num_[3]), u(stitch_img_num_[4]),
+        u(stitch_img_area_[0]), u(stitch_img_area_[1]), u(stitch_img_area_[2]),
+        u(stitch_img_area_[3]), u(stitch_img_area_[4]));
+    if (items == 21) return true;
+    __android_log_print(ANDROID_LOG_ERROR, "AuthEventG7",
+                        "[%s] failed to parse str:'%s' with error %d", kG7LoadSignature,
+                        text.c_str(), -errno);
+    return false;
+}
+
+std::string AuthEventG7::GetClassName() {
+    return "AuthEventG7";
+}
+
+}  // namespace fp_utils
+}  // namespace android

@@ -1,0 +1,160 @@
+#include "history/backup_file.h"
+
+#include <android/log.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdlib>
+
+#include "common/device_path.h"
+#include "fp_utils/crc32.h"
+
+namespace android {
+namespace fp_utils {
+
+const BackupFileKind kAuthStatsBackupKind = {
+    "AuthStats",
+    "AuthStats",
+    true,
+    "Init",
+    "LoadAttemptsFromBackupFile",
+    "SaveAttemptsToBackupFile",
+    "void android::fp_utils::AuthStats::LoadAttemptsFromBackupFile()",
+    true,
+};
+
+const BackupFileKind kEnrollEventsBackupKind = {
+    "EnrollEventContainer",
+    "EnrollEventContainer",
+    false,
+    "Init",
+    "LoadEventsFromBackupFile",
+    "SaveEventsToBackupFile",
+    "void android::fp_utils::EnrollEventContainer::LoadEventsFromBackupFile()",
+    false,
+};
+
+const BackupFileKind kFingerSizesBackupKind = {
+    "FingerSizes",
+    "FingerSizes",
+    true,
+    "FingerSizes",
+    "LoadFingersFromBackupFile",
+    "SaveFingersToBackupFile",
+    "void android::fp_utils::FingerSizes::LoadFingersFromBackupFile()",
+    true,
+};
+
+const BackupFileKind* BackupKindOfFileName(const std::string& file_name, std::string* name) {
+    for (const BackupFileKind* kind :
+         {&kAuthStatsBackupKind, &kEnrollEventsBackupKind, &kFingerSizesBackupKind}) {
+        std::string word = kind->class_word;
+        if (!kind->named && file_name == word) {
+            if (name != nullptr) name->clear();
+            return kind;
+        }
+        if (kind->named && file_name.size() > word.size() + 1 &&
+            file_name.compare(0, word.size() + 1, word + ".") == 0) {
+            if (name != nullptr) *name = file_name.substr(word.size() + 1);
+            return kind;
+        }
+    }
+    return nullptr;
+}
+
+void PrepareBackupDirectory(const BackupFileKind& kind, const char* dir) {
+    if (mkdir(DevicePath(dir).c_str(), 0600) != 0 && errno != EEXIST) {
+        __android_log_print(ANDROID_LOG_ERROR, kind.tag,
+                            "[%s] Failed to create directory \"%s\" with error %d.",
+                            kind.mkdir_operation, dir, errno);
+    }
+}
+
+std::string BackupFilePath(const BackupFileKind& kind, const char* dir, const std::string& name) {
+    std::string path(dir);
+    if (path.empty() || path.back() != '/') path += '/';
+    path += kind.class_word;
+    if (kind.named) {
+        path += '.';
+        path += name;
+    }
+    return path;
+}
+
+BackupReader::Step BackupReader::Next(BackupRecord* record) {
+    record->offset = ftell(file_);
+    uint32_t crc = 0;
+    uint64_t length = 0;
+    if (fscanf(file_, "0x%x,0x%" SCNx64 ",", &crc, &length) != 2) return kEnd;
+    record->stored_crc = crc;
+    record->length = length;
+    if (length > kBodyBufferSize) return kLengthTooLong;
+
+    record->bytes_read = fread(buffer_, 1, length, file_);
+    buffer_[length < kBodyBufferSize - 1 ? length : kBodyBufferSize - 1] = '\0';
+    record->computed_crc = crc32(buffer_, length);
+    record->body.assign(buffer_, length);
+    return kRecord;
+}
+
+void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const std::string& name,
+                    const std::function<void(std::string& body)>& load) {
+    FILE* file = fopen(DevicePath(path).c_str(), "r");
+    if (file == nullptr) {
+        __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Failed to open \"%s\" with error %d.",
+                            kind.load_operation, path.c_str(), errno);
+        return;
+    }
+    BackupReader reader(file);
+    BackupRecord record;
+    for (;;) {
+        BackupReader::Step step = reader.Next(&record);
+        if (step == BackupReader::kEnd) break;
+        if (step == BackupReader::kLengthTooLong) {
+            // The HAL's body buffer cannot hold such a record: reading it would overflow the
+            // buffer, so the process stops here, as the bounds-checked read of a device does.
+            __android_log_print(ANDROID_LOG_FATAL, kind.tag,
+                                "[%s] record length %" PRIu64 " exceeds the %zu-byte buffer",
+                                kind.load_operation, record.length, BackupReader::kBodyBufferSize);
+            abort();
+        }
+        if (!record.CrcMatches()) {
+            if (kind.mismatch_log_has_name) {
+                __android_log_print(ANDROID_LOG_ERROR, kind.tag,
+                                    "[%s][%s] Crc checksum didn't match!", name.c_str(),
+                                    kind.load_signature);
+            } else {
+                __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Crc checksum didn't match!",
+                                    kind.load_signature);
+            }
+            break;
+        }
+        load(record.body);
+    }
+    fclose(file);
+}
+
+std::string FormatBackupRecord(const std::string& body) {
+    char head[32];
+    snprintf(head, sizeof(head), "0x%x,0x%" PRIx64 ",", crc32(body.data(), body.size()),
+             static_cast<uint64_t>(body.size()));
+    return head + body;
+}
+
+FILE* OpenBackupFileForWriting(const BackupFileKind& kind, const std::string& path) {
+    FILE* file = fopen(DevicePath(path).c_str(), "w");
+    if (file == nullptr) {
+        __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Failed to open \"%s\" with error %d.",
+                            kind.save_operation, path.c_str(), errno);
+    }
+    return file;
+}
+
+void WriteBackupRecord(FILE* file, const std::string& body) {
+    fprintf(file, "0x%x,0x%" PRIx64 ",%s", crc32(body.data(), body.size()),
+            static_cast<uint64_t>(body.size()), body.c_str());
+}
+
+}  // namespace fp_utils
+}  // namespace android

@@ -1,0 +1,112 @@
+// The backup file format shared by the persistent history containers.
+//
+// A backup file is a plain concatenation of records, oldest first, with nothing before,
+// between or after them. A record is "0x<crc>,0x<length>," followed by `length` bytes of the
+// record's backup string, where <crc> is crc32() of exactly those bytes and both numbers are
+// lowercase hexadecimal without padding. The length tells where a body ends, so bodies may
+// contain commas and the next head follows the last body byte directly.
+//
+// The containers differ only in names and log texts (BackupFileKind); the reading loop, the
+// writer and the directory preparation exist once, here. fputil reads files with the same
+// BackupReader the containers use.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <string>
+
+namespace android {
+namespace fp_utils {
+
+// What one kind of container calls things, and what it logs.
+struct BackupFileKind {
+    const char* tag;              // log tag: "AuthStats", "EnrollEventContainer", "FingerSizes"
+    const char* class_word;       // file name, or its part before ".<name>"
+    bool named;                   // the file name ends in "." and the container's name
+    const char* mkdir_operation;  // first field of the mkdir failure log
+    const char* load_operation;   // e.g. "LoadAttemptsFromBackupFile"
+    const char* save_operation;   // e.g. "SaveAttemptsToBackupFile"
+    const char* load_signature;   // full signature of the load operation, for the mismatch log
+    bool mismatch_log_has_name;   // "[name][signature] ..." rather than "[signature] ..."
+};
+
+extern const BackupFileKind kAuthStatsBackupKind;
+extern const BackupFileKind kEnrollEventsBackupKind;
+extern const BackupFileKind kFingerSizesBackupKind;
+
+// The kind whose files are called like `file_name` (the last path component): "AuthStats.<x>",
+// "EnrollEventContainer" or "FingerSizes.<x>"; nullptr for anything else. When `name` is given
+// it receives the <x> part (empty for the enrollment history).
+const BackupFileKind* BackupKindOfFileName(const std::string& file_name, std::string* name);
+
+// mkdir(dir, 0600); logs every failure but EEXIST and goes on.
+void PrepareBackupDirectory(const BackupFileKind& kind, const char* dir);
+// dir, a "/" if dir does not end in one, the class word and, for named kinds, "." and name.
+std::string BackupFilePath(const BackupFileKind& kind, const char* dir, const std::string& name);
+
+// One record as a reader finds it.
+struct BackupRecord {
+    long offset = 0;            // byte offset of the record's head in the file
+    uint32_t stored_crc = 0;    // checksum the head declares
+    uint64_t length = 0;        // body length the head declares
+    uint32_t computed_crc = 0;  // checksum of the body as read
+    uint64_t bytes_read = 0;    // body bytes the file actually held (less when it ends early)
+    std::string body;           // the `length` bytes handed to the record's parser
+
+    bool CrcMatches() const { return stored_crc == computed_crc; }
+};
+
+// Reads records one at a time from an open file.
+//
+// The body buffer is the 1024 bytes the HAL reads into, zeroed once and not cleared between
+// records, and the byte at index `length` (or 1023) is set to NUL before the checksum is
+// taken. A body cut short by the end of the file therefore keeps the previous record's bytes,
+// and a declared length of 1024 checks its last byte as NUL: the loaded data is exactly what
+// the HAL sees.
+class BackupReader {
+  public:
+    static constexpr size_t kBodyBufferSize = 1024;
+
+    enum Step {
+        kRecord,         // a record was read; its checksum may or may not match
+        kEnd,            // no further head could be read: the normal end
+        kLengthTooLong,  // the head declares more than kBodyBufferSize bytes; body not read
+    };
+
+    explicit BackupReader(FILE* file) : file_(file) {}
+
+    Step Next(BackupRecord* record);
+
+  private:
+    FILE* file_;
+    char buffer_[kBodyBufferSize] = {};
+};
+
+// The load procedure of every container: opens `path` (a device path), reads records until the
+// end or the first checksum mismatch, and hands each good record's body to `load`, which
+// parses it and adds it through the container's add operation. Logs as `kind` says; a missing
+// file is logged too. A declared length above 1024 terminates the process.
+void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const std::string& name,
+                    const std::function<void(std::string& body)>& load);
+
+// The record text for `body`, as it stands in the file.
+std::string FormatBackupRecord(const std::string& body);
+
+// The write procedure: truncates `path` and writes one record per backup string of `records`
+// (a sequence of pointers to records with ToBackupString()), front to back.
+FILE* OpenBackupFileForWriting(const BackupFileKind& kind, const std::string& path);
+void WriteBackupRecord(FILE* file, const std::string& body);
+
+template <typename Records>
+void SaveBackupFile(const BackupFileKind& kind, const std::string& path, const Records& records) {
+    FILE* file = OpenBackupFileForWriting(kind, path);
+    if (file == nullptr) return;
+    for (const auto& record : records) {
+        WriteBackupRecord(file, record->ToBackupString());
+    }
+    fclose(file);
+}
+
+}  // namespace fp_utils
+}  // namespace android

@@ -1,0 +1,244 @@
+#include "tools/fputil/backup_report.h"
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "tools/fputil/hal_log.h"
+
+namespace fputil {
+
+using android::fp_utils::BackupFileKind;
+using android::fp_utils::BackupReader;
+using android::fp_utils::BackupRecord;
+
+namespace {
+
+std::string BaseName(const std::string& path) {
+    size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string Format(const char* format, ...) {
+    char buf[512];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(buf, sizeof(buf), format, args);
+    va_end(args);
+    return buf;
+}
+
+// Where the HAL keeps a file of this kind and name.
+std::string DevicePathOf(const BackupFileKind& kind, const std::string& name) {
+    return android::fp_utils::BackupFilePath(kind, "/data/vendor/fingerprint/", name);
+}
+
+// Runs the container on a scratch tree holding `bytes` as its backup file. The container is
+// left loaded in `history`; when `rewritten` is given it receives the file after a save.
+bool LoadInScratch(const BackupFileKind& kind, const std::string& name, const std::string& bytes,
+                   History* history, std::string* rewritten, std::string* error) {
+    ScratchRoot scratch;
+    if (!scratch.ok()) {
+        *error = std::string("cannot make a scratch directory: ") + strerror(errno);
+        return false;
+    }
+    std::string host = scratch.HostPath(DevicePathOf(kind, name));
+    if (!MakeParentDirs(host) || !WriteWholeFile(host, bytes)) {
+        *error = "cannot write " + host;
+        return false;
+    }
+    history->Load(name);
+    if (rewritten != nullptr) {
+        history->Save();
+        if (!ReadWholeFile(host, rewritten)) {
+            *error = "the container did not write " + host;
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+const char* VerdictName(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::kOk:
+            return "ok";
+        case Verdict::kCutShort:
+            return "cut-short";
+        case Verdict::kRejected:
+            return "rejected";
+        case Verdict::kBadChecksum:
+            return "bad-checksum";
+        case Verdict::kTooLong:
+            return "too-long";
+    }
+    return "?";
+}
+
+bool InspectBackupFile(const std::string& host_path, const ReportOptions& options,
+                       FileReport* report, std::string* error) {
+    *report = FileReport();
+    report->path = host_path;
+    std::string name;
+    const BackupFileKind* kind = android::fp_utils::BackupKindOfFileName(BaseName(host_path), &name);
+    if (options.kind != nullptr) {
+        if (kind != options.kind) name = BaseName(host_path);
+        kind = options.kind;
+    }
+    if (kind == nullptr) {
+        *error = host_path +
+                 ": not a backup file name (AuthStats.<name>, EnrollEventContainer, "
+                 "FingerSizes.<name>); name the kind with --kind";
+        return false;
+    }
+    if (!kind->named) name.clear();
+    report->kind = kind->class_word;
+    report->name = name;
+
+    std::string bytes;
+    if (!ReadWholeFile(host_path, &bytes)) {
+        *error = host_path + ": " + strerror(errno);
+        return false;
+    }
+    report->size = static_cast<long>(bytes.size());
+
+    // First pass: the records as the HAL's reader meets them.
+    FILE* file = fopen(host_path.c_str(), "r");
+    if (file == nullptr) {
+        *error = host_path + ": " + strerror(errno);
+        return false;
+    }
+    BackupReader reader(file);
+    std::vector<std::string> good_bodies;
+    for (;;) {
+        RecordReport entry;
+        BackupReader::Step step = reader.Next(&entry.record);
+        long offset = entry.record.offset;
+        if (step == BackupReader::kEnd) {
+            if (offset < report->size) {
+                report->damaged = true;
+                report->damage_offset = offset;
+                report->damage = Format(
+                    "%ld bytes at offset %ld are not a record head: the HAL "
+                    "stops reading there",
+                    report->size - offset, offset);
+            }
+            break;
+        }
+        if (step == BackupReader::kLengthTooLong) {
+            entry.verdict = Verdict::kTooLong;
+            report->records.push_back(entry);
+            report->damaged = true;
+            report->terminates = true;
+            report->damage_offset = offset;
+            report->damage = Format("record #%zu declares %" PRIu64
+                                    " bytes, more than the HAL's 1024-byte buffer: the HAL's "
+                                    "process terminates while loading this file",
+                                    report->records.size() - 1, entry.record.length);
+            break;
+        }
+        if (!entry.record.CrcMatches()) {
+            entry.verdict = Verdict::kBadChecksum;
+            report->records.push_back(entry);
+            report->damaged = true;
+            report->damage_offset = offset;
+            report->damage = Format(
+                "record #%zu: stored checksum 0x%08x, computed 0x%08x: the HAL stops "
+                "reading here and loses the %ld bytes from offset %ld on",
+                report->records.size() - 1, entry.record.stored_crc, entry.record.computed_crc,
+                report->size - offset, offset);
+            break;
+        }
+        if (entry.record.bytes_read < entry.record.length) {
+            entry.verdict = Verdict::kCutShort;
+            report->damaged = true;
+            report->damage_offset = offset;
+            report->damage =
+                Format("record #%zu is cut short: the file holds %" PRIu64 " of its %" PRIu64
+                       " bytes; the rest comes from the previous record's bytes in the "
+                       "HAL's buffer, and the checksum still holds",
+                       report->records.size(), entry.record.bytes_read, entry.record.length);
+        }
+        good_bodies.push_back(entry.record.body);
+        report->records.push_back(std::move(entry));
+    }
+    fclose(file);
+
+    ReportOptions effective = options;
+    std::unique_ptr<History> history = MakeHistory(*kind, effective.history, good_bodies);
+    if (!history) {
+        *error = host_path + ": no reader for " + kind->class_word + " files";
+        return false;
+    }
+    report->record_class = history->RecordClass();
+    TakeHalLog();
+    for (RecordReport& entry : report->records) {
+        if (entry.verdict != Verdict::kOk && entry.verdict != Verdict::kCutShort) continue;
+        if (!history->Parse(entry.record.body, &entry.debug)) {
+            entry.verdict = Verdict::kRejected;
+            ++report->rejected;
+        }
+        entry.log = TakeHalLog();
+    }
+
+    // Second pass: the HAL's own start-up. Skipped when it would end the process.
+    if (report->terminates) return true;
+    if (!LoadInScratch(*kind, name, bytes, history.get(), nullptr, error)) return false;
+    report->kept = history->Loaded();
+    report->summary = history->Summary();
+    report->hal_log = TakeHalLog();
+    return true;
+}
+
+bool RepairBackupFile(const std::string& host_path, const ReportOptions& options,
+                      const FileReport& report, const std::string& backup_path, std::string* error) {
+    std::string bytes;
+    if (!ReadWholeFile(host_path, &bytes)) {
+        *error = host_path + ": " + strerror(errno);
+        return false;
+    }
+    const BackupFileKind* kind = options.kind;
+    if (kind == nullptr)
+        kind = android::fp_utils::BackupKindOfFileName(BaseName(host_path), nullptr);
+    if (kind == nullptr) {
+        *error = host_path + ": not a backup file name; name the kind with --kind";
+        return false;
+    }
+    std::vector<std::string> good_bodies;
+    for (const RecordReport& r : report.records) {
+        if (r.verdict == Verdict::kOk || r.verdict == Verdict::kCutShort) {
+            good_bodies.push_back(r.record.body);
+        }
+    }
+    std::unique_ptr<History> history = MakeHistory(*kind, options.history, good_bodies);
+    if (!history) {
+        *error = host_path + ": no reader for " + kind->class_word + " files";
+        return false;
+    }
+    // A record longer than the HAL's buffer would end the HAL's process: the container reads
+    // what precedes it.
+    std::string input = bytes;
+    if (report.terminates) input.resize(static_cast<size_t>(report.damage_offset));
+    std::string rewritten;
+    if (!LoadInScratch(*kind, report.name, input, history.get(), &rewritten, error)) return false;
+    TakeHalLog();
+
+    // Keep the original first; touch the file only once the copy is safe.
+    if (!WriteWholeFile(backup_path, bytes)) {
+        *error = "cannot keep the original as " + backup_path + ": " + strerror(errno);
+        return false;
+    }
+    std::string temp = host_path + ".fputil-new";
+    if (!WriteWholeFile(temp, rewritten) || rename(temp.c_str(), host_path.c_str()) != 0) {
+        *error = "cannot rewrite " + host_path + ": " + strerror(errno);
+        remove(temp.c_str());
+        return false;
+    }
+    return true;
+}
+
+}  // namespace fputil

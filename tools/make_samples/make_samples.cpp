@@ -1,0 +1,136 @@
+// Writes the sample backup files under samples/ with the library itself: a day of a device's
+// authentication attempts as its AuthStatsG7 history saves them, and a copy damaged the way
+// flash corruption damages one (a flipped byte inside a record).
+//
+// usage: fp_make_samples OUTDIR
+// The output is deterministic (fixed times, fixed pseudo-random sequence), so the committed
+// samples can be checked against a fresh run.
+#include <android/log.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "fp_utils/auth_stats.h"
+#include "history/backup_file.h"
+
+namespace {
+
+using android::fp_utils::AuthEventG7;
+using android::fp_utils::AuthStatsG7;
+
+// A small fixed generator: the same samples on every machine and library version.
+class Sequence {
+  public:
+    uint32_t Next() {
+        state_ = state_ * 6364136223846793005ull + 1442695040888963407ull;
+        return static_cast<uint32_t>(state_ >> 33);
+    }
+    int Between(int low, int high) { return low + static_cast<int>(Next() % (high - low + 1)); }
+
+  private:
+    uint64_t state_ = 20261012;
+};
+
+int32_t Triplet(int high, int middle, int low) {
+    return high * 1000000 + middle * 1000 + low;
+}
+
+void FillAttempt(AuthEventG7& e, Sequence& seq, int index) {
+    e.time = 1760256000 + index * 1783 + seq.Between(0, 600);  // from 2025-10-12 08:00 UTC
+    int roll = seq.Between(0, 99);
+    e.lptw = static_cast<uint32_t>(seq.Between(0, 3));
+    e.t_cov = static_cast<float>(seq.Between(5500, 10000)) / 100.0f;
+    e.t_dist = static_cast<float>(seq.Between(0, 320)) / 100.0f;
+    e.latency = seq.Between(180, 420);
+    e.iq = seq.Between(18, 72);
+    e.rawmean_delta = seq.Between(-400, 400);
+    e.match_score = seq.Between(0, 90000);
+    e.metric_1 = Triplet(seq.Between(200, 255), seq.Between(200, 255), seq.Between(200, 255));
+    e.metric_2 = Triplet(seq.Between(60, 120), seq.Between(190, 255), seq.Between(190, 255));
+    e.metric_3 = Triplet(seq.Between(80, 160), seq.Between(0, 999), seq.Between(0, 999));
+    e.metric_4 = seq.Between(0, 5000);
+    for (int i = 0; i < 5; ++i) {
+        e.stitch_img_num_[i] = seq.Between(0, 6);
+        e.stitch_img_area_[i] = e.stitch_img_num_[i] * seq.Between(20, 90);
+    }
+    if (roll < 62) {  // a match
+        e.acquired_info = 1;
+        e.auth_successful = true;
+        e.fid = seq.Between(1, 3);
+    } else if (roll < 82) {  // a rejection, for one of the usual reasons
+        static const uint32_t kCodes[] = {0, 1013, 1014, 1164, 1137, 1513, 7};
+        e.acquired_info = 1;
+        e.rc = kCodes[seq.Between(0, 6)];
+        if (e.rc == 1164) e.rawmean_delta = -seq.Between(1001, 1800);
+        e.foreign_matter = seq.Between(0, 4) == 0 ? 1 : 0;
+    } else if (roll < 92) {  // a partial touch
+        e.acquired_info = 2;
+        e.t_cov = static_cast<float>(seq.Between(1000, 5400)) / 100.0f;
+    } else {  // other acquisition errors: insufficient, too fast, immobile
+        static const int8_t kInfo[] = {3, 6, 11};
+        e.acquired_info = kInfo[seq.Between(0, 2)];
+    }
+}
+
+bool Copy(const std::string& from, const std::string& to, size_t flip_at = std::string::npos) {
+    std::ifstream in(from, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    std::string bytes = ss.str();
+    if (!in || bytes.empty()) return false;
+    if (flip_at != std::string::npos && flip_at < bytes.size()) bytes[flip_at] ^= 0x04;
+    std::ofstream out(to, std::ios::binary | std::ios::trunc);
+    out << bytes;
+    return out.good();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        fprintf(stderr, "usage: fp_make_samples OUTDIR\n");
+        return 2;
+    }
+    std::string out = argv[1];
+    // The first start finds no file and says so; that is expected here.
+    __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+    char scratch[] = "/tmp/fp_make_samples.XXXXXX";
+    if (mkdtemp(scratch) == nullptr) return 1;
+    setenv("FP_UTILS_ROOT", scratch, 1);
+    std::string device_dir = std::string(scratch) + "/data/vendor/fingerprint";
+    mkdir((std::string(scratch) + "/data").c_str(), 0700);
+    mkdir((std::string(scratch) + "/data/vendor").c_str(), 0700);
+    mkdir(device_dir.c_str(), 0700);
+
+    // The HAL's history of the last 40 attempts, fed a little over a day of use.
+    AuthStatsG7 stats("fingerprint", 40, true);
+    stats.Init();
+    Sequence seq;
+    for (int i = 0; i < 52; ++i) {
+        auto event = stats.CreateAttempt();
+        FillAttempt(static_cast<AuthEventG7&>(*event), seq, i);
+        stats.AddAttempt(event);
+    }
+    stats.SaveAttemptsToBackupFile();
+
+    std::string auth = device_dir + "/AuthStats.fingerprint";
+    // The damaged copy has one bit flipped in the body of record #17.
+    size_t offset = 0;
+    for (int i = 0; i < 17; ++i) {
+        offset += android::fp_utils::FormatBackupRecord(stats.attempts_[i]->ToBackupString()).size();
+    }
+    bool ok = Copy(auth, out + "/AuthStats.fingerprint") &&
+              Copy(auth, out + "/AuthStats.fingerprint-damaged", offset + 40);
+    std::string cleanup = std::string("rm -rf ") + scratch;
+    if (system(cleanup.c_str()) != 0) fprintf(stderr, "could not remove %s\n", scratch);
+    if (!ok) {
+        fprintf(stderr, "fp_make_samples: cannot write samples to %s\n", out.c_str());
+        return 1;
+    }
+    return 0;
+}
