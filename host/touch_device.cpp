@@ -25,6 +25,7 @@ constexpr unsigned long kLptwDisable = 103;
 constexpr unsigned long kSetArea = 115;
 
 struct Device {
+    std::string host_path;  // where the node was made
     dev_t dev;
     ino_t ino;
     int write_fd;  // kept open, so the node always has a reader and a writer
@@ -32,7 +33,7 @@ struct Device {
 
 struct State {
     std::mutex mutex;
-    std::map<std::string, Device> devices;  // by path on this machine
+    std::map<std::string, Device> devices;  // by device path
     std::vector<TouchIoctl> calls;
     std::map<unsigned long, int> failures;  // request -> errno
 };
@@ -57,7 +58,7 @@ int BytesWaiting(int fd) {
 bool FindWriteFd(const std::string& device_path, int* fd) {
     State& s = GetState();
     std::lock_guard<std::mutex> lock(s.mutex);
-    auto it = s.devices.find(DevicePath(device_path));
+    auto it = s.devices.find(device_path);
     if (it == s.devices.end()) return false;
     *fd = it->second.write_fd;
     return true;
@@ -120,21 +121,20 @@ bool CreateTouchDevice(const std::string& device_path) {
     }
     State& s = GetState();
     std::lock_guard<std::mutex> lock(s.mutex);
-    auto it = s.devices.find(path);
+    auto it = s.devices.find(device_path);
     if (it != s.devices.end()) close(it->second.write_fd);
-    s.devices[path] = Device{st.st_dev, st.st_ino, fd};
+    s.devices[device_path] = Device{path, st.st_dev, st.st_ino, fd};
     return true;
 }
 
 void RemoveTouchDevice(const std::string& device_path) {
-    const std::string path = DevicePath(device_path);
     State& s = GetState();
     std::lock_guard<std::mutex> lock(s.mutex);
-    auto it = s.devices.find(path);
+    auto it = s.devices.find(device_path);
     if (it == s.devices.end()) return;
     close(it->second.write_fd);
+    unlink(it->second.host_path.c_str());
     s.devices.erase(it);
-    unlink(path.c_str());
 }
 
 bool WriteTouchBatch(const std::string& batch, std::chrono::milliseconds timeout,

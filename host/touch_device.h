@@ -55,7 +55,9 @@ std::string EncodeTouchBatch(uint32_t count, const std::vector<RawTouchRecord>& 
 std::string EncodeTouchBatch(const std::vector<RawTouchRecord>& slots);
 
 // Makes the device node (a FIFO) at `device_path` under the current root and starts answering
-// requests on it. Parents must exist. True when the node exists afterwards.
+// requests on it. Parents must exist. True when the node exists afterwards. The other
+// functions find the device by its device path, whatever the root is by then; making it again
+// replaces it.
 bool CreateTouchDevice(const std::string& device_path = kDefaultTouchDevicePath);
 // Removes the node and forgets the device; descriptors still open on it then see the C
 // library's ioctl.

@@ -26,7 +26,8 @@ namespace {
 
 constexpr char kSupportedProperty[] = "persist.vendor.udfps.fps_touch_handler_supported";
 constexpr char kDevicePathProperty[] = "persist.vendor.udfps.fth.touch_dev_path";
-constexpr char kScalingFactorProperty[] = "persist.vendor.udfps.fth.touch_resolution_scaling_factor";
+constexpr char kScalingFactorProperty[] =
+    "persist.vendor.udfps.fth.touch_resolution_scaling_factor";
 constexpr char kDefaultDevicePath[] = "/dev/fth_fd";
 
 constexpr uint32_t kAreaCommandCode = 6;
@@ -97,7 +98,7 @@ bool FpsTouchHandler::IsFpsTouchHandlerSupported() {
 
 FpsTouchHandler::FpsTouchHandler() : last_event_(InitialTouchEvent()) {
     touch_resolution_scaling_factor_ = static_cast<uint32_t>(
-            android::base::GetUintProperty<uint64_t>(kScalingFactorProperty, 1, 4294967295u));
+        android::base::GetUintProperty<uint64_t>(kScalingFactorProperty, 1, 4294967295u));
 }
 
 FpsTouchHandler::~FpsTouchHandler() = default;
@@ -264,8 +265,8 @@ void FpsTouchHandler::ConvertRawEvent(const uint8_t* raw) {
     e.timestamp = Load<uint64_t>(raw + kRawTimestamp);
     e.touch_id = Load<uint32_t>(raw + kRawTouchId);
     const float divisor = e.touch_id == kUnscaledTouchId
-                                  ? 1.0f
-                                  : static_cast<float>(touch_resolution_scaling_factor_);
+                              ? 1.0f
+                              : static_cast<float>(touch_resolution_scaling_factor_);
     float* const coords[5] = {e.coords_0, e.coords_1, e.coords_2, e.coords_3, e.coords_4};
     for (size_t group = 0; group < 5; ++group) {
         for (size_t k = 0; k < 4; ++k) {
@@ -277,7 +278,7 @@ void FpsTouchHandler::ConvertRawEvent(const uint8_t* raw) {
     e.point_y = static_cast<float>(Load<int32_t>(raw + kRawPointY)) / divisor;
     // The driver reports the angle in units of 1/4096 of a quarter turn.
     const float quarter_turns =
-            static_cast<float>(Load<int32_t>(raw + kRawOrientation)) * 0.000244140625f;
+        static_cast<float>(Load<int32_t>(raw + kRawOrientation)) * 0.000244140625f;
     e.orientation = static_cast<float>(static_cast<double>(quarter_turns) * kPi * 0.5);
     const uint32_t state = Load<uint32_t>(raw + kRawTouchState);
     e.touch_state = state < kTouchStateCount ? state : kInvalidTouchState;

@@ -116,8 +116,8 @@ bool TouchPollingWorkerThread::threadLoop() {
 void TouchPollingWorkerThread::pollFds() {
     // The device descriptor is set before this thread is first created and never changes.
     struct pollfd fds[2] = {
-            {handler_->fd_, POLLIN, 0},
-            {cancel_read_fd_, POLLIN, 0},
+        {handler_->fd_, POLLIN, 0},
+        {cancel_read_fd_, POLLIN, 0},
     };
     int ret = poll(fds, 2, -1);
     if (ret < 0) {

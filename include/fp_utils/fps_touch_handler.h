@@ -13,13 +13,14 @@
 // "persist.vendor.udfps.fth.touch_resolution_scaling_factor" (read when the handler is made).
 #pragma once
 
-// <cstdint> first: the platform's StrongPointer.h uses uintptr_t without including it.
+// <stdint.h> before the platform's StrongPointer.h, which uses uintptr_t without including it.
+#include <stdint.h>
+#include <utils/StrongPointer.h>
+
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
-
-#include <utils/StrongPointer.h>
 
 namespace android {
 namespace fp_utils {

@@ -1,8 +1,8 @@
 #include "fp_utils/fps_touch_handler.h"
 
 #include <android/log.h>
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <cerrno>
@@ -121,7 +121,8 @@ TEST_F(FpsTouchHandlerTest, ConfigureSendsTheScaledAreaWithWrappingProducts) {
     ASSERT_EQ(1u, calls.size());
     EXPECT_EQ(115u, calls[0].request);
     EXPECT_EQ(AreaCommand(-3, 6, 9, INT32_MIN + 0x40000000), calls[0].argument);
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_DEBUG, kTag, "OpenTouchDevice: opening device: /dev/fth_fd"));
+    EXPECT_TRUE(
+        log_.Contains(ANDROID_LOG_DEBUG, kTag, "OpenTouchDevice: opening device: /dev/fth_fd"));
     EXPECT_TRUE(log_.Contains(ANDROID_LOG_DEBUG, kTag,
                               "Configure: left:-3, right:9, top:6, bottom:-1073741824"));
 }
@@ -146,7 +147,8 @@ TEST_F(FpsTouchHandlerTest, MissingDeviceFailsConfigureUntilItAppears) {
                               "directory\n"));
     EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag, "Configure: failed to open touch device"));
     EXPECT_FALSE(handler.Start());
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag, "Start: configuration has not been completed"));
+    EXPECT_TRUE(
+        log_.Contains(ANDROID_LOG_ERROR, kTag, "Start: configuration has not been completed"));
 
     ASSERT_TRUE(host::CreateTouchDevice());
     EXPECT_TRUE(handler.Configure({1, 2, 3, 4}));
@@ -157,8 +159,8 @@ TEST_F(FpsTouchHandlerTest, DevicePathComesFromTheProperty) {
     ScopedProperty path("persist.vendor.udfps.fth.touch_dev_path", "/dev/fth_other");
     ASSERT_TRUE(host::CreateTouchDevice("/dev/fth_other"));
     EXPECT_TRUE(MakeHandler().Configure({1, 2, 3, 4}));
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_DEBUG, kTag,
-                              "OpenTouchDevice: opening device: /dev/fth_other"));
+    EXPECT_TRUE(
+        log_.Contains(ANDROID_LOG_DEBUG, kTag, "OpenTouchDevice: opening device: /dev/fth_other"));
     EXPECT_EQ(1u, host::TouchIoctls().size());
     host::RemoveTouchDevice("/dev/fth_other");
 }
@@ -198,7 +200,8 @@ TEST_F(FpsTouchHandlerTest, EnableLptwEventReportSendsNullArgumentRequests) {
 
     host::FailTouchIoctl(103, EINVAL);
     EXPECT_FALSE(handler.EnableLptwEventReport(false));
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag, "EnableLptwEventReport: fth ioctl 103 error -1"));
+    EXPECT_TRUE(
+        log_.Contains(ANDROID_LOG_ERROR, kTag, "EnableLptwEventReport: fth ioctl 103 error -1"));
     EXPECT_TRUE(handler.EnableLptwEventReport(true));
 }
 
@@ -224,8 +227,7 @@ int CancelPipeFailureCase(FpsTouchHandler& handler, const testing::LogCapture& l
 }
 
 TEST_F(FpsTouchHandlerTest, CancelPipeFailureDropsTheWorkerAndIsRetried) {
-    EXPECT_EXIT(exit(CancelPipeFailureCase(MakeHandler(), log_)), ::testing::ExitedWithCode(0),
-                "");
+    EXPECT_EXIT(exit(CancelPipeFailureCase(MakeHandler(), log_)), ::testing::ExitedWithCode(0), "");
 }
 
 // The supported flag is read once per process, so the whole case runs in a child.
@@ -259,7 +261,8 @@ TEST_F(FpsTouchHandlerTest, StartAndStopBeforeConfigure) {
     EXPECT_TRUE(log_.Contains(ANDROID_LOG_DEBUG, kTag, "Stop"));
     EXPECT_EQ(0u, log_.Count(kTag, "write cancel event"));
     EXPECT_FALSE(handler.Start());
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag, "Start: configuration has not been completed"));
+    EXPECT_TRUE(
+        log_.Contains(ANDROID_LOG_ERROR, kTag, "Start: configuration has not been completed"));
 }
 
 TEST_F(FpsTouchHandlerTest, StopBeforeStartDoesNothing) {
@@ -293,10 +296,10 @@ TEST_F(FpsTouchHandlerTest, StopWakesTheWorkerBlockedInPoll) {
     ASSERT_EQ(std::future_status::ready, stopped.wait_for(testing::kWait)) << "Stop hangs";
     EXPECT_TRUE(stopped.get());
     std::vector<testing::LogLine> expected = {
-            {ANDROID_LOG_DEBUG, kTag, "Stop"},
-            {ANDROID_LOG_INFO, kTag, "WriteCancelEvent: write cancel event"},
-            {ANDROID_LOG_INFO, kTag, "pollFds: received cancel event"},
-            {ANDROID_LOG_DEBUG, kTag, "threadLoop exiting"},
+        {ANDROID_LOG_DEBUG, kTag, "Stop"},
+        {ANDROID_LOG_INFO, kTag, "WriteCancelEvent: write cancel event"},
+        {ANDROID_LOG_INFO, kTag, "pollFds: received cancel event"},
+        {ANDROID_LOG_DEBUG, kTag, "threadLoop exiting"},
     };
     std::vector<testing::LogLine> lines = log_.Lines(kTag);
     auto it = lines.begin();
@@ -317,7 +320,8 @@ TEST_F(FpsTouchHandlerTest, StopDuringCallbackAndCancelWinsAtRestart) {
             in_callback.Open();
             release.Wait();
         } else if (e.timestamp == 2) {
-            cancel_seen_first = log_.Contains(ANDROID_LOG_INFO, kTag, "pollFds: received cancel event");
+            cancel_seen_first =
+                log_.Contains(ANDROID_LOG_INFO, kTag, "pollFds: received cancel event");
         }
         sink_.Add(e);
     });
@@ -378,7 +382,8 @@ TEST_F(FpsTouchHandlerTest, CallbackSwitchingLptwWhileStopWaitsDoesNotDeadlock) 
     release.Open();
     ASSERT_EQ(std::future_status::ready, stopped.wait_for(testing::kWait)) << "deadlock";
     EXPECT_FALSE(switched.get_future().get());
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, kTag, "EnableLptwEventReport: touch handler is stopping"));
+    EXPECT_TRUE(
+        log_.Contains(ANDROID_LOG_ERROR, kTag, "EnableLptwEventReport: touch handler is stopping"));
 }
 
 // Runs in a child, which the worker aborts. Returns only when it did not.
@@ -493,8 +498,8 @@ TEST_F(FpsTouchHandlerTest, OrientationBecomesRadians) {
         int32_t raw;
         float radians;
     } cases[] = {
-            {4096, 1.5707964f}, {-4096, -1.5707964f}, {-2048, -0.78539819f},
-            {0, 0.0f},          {1, 3.8349521e-4f},   {8192, 3.1415927f},
+        {4096, 1.5707964f}, {-4096, -1.5707964f}, {-2048, -0.78539819f},
+        {0, 0.0f},          {1, 3.8349521e-4f},   {8192, 3.1415927f},
     };
     for (const auto& c : cases) {
         RawTouchRecord r = Record(1);
@@ -508,8 +513,12 @@ TEST_F(FpsTouchHandlerTest, OrientationBecomesRadians) {
 
 TEST_F(FpsTouchHandlerTest, TouchStateAboveTwoBecomesUnknown) {
     StartHandler();
-    const std::pair<uint32_t, uint32_t> cases[] = {
-            {0, 0}, {1, 1}, {2, 2}, {3, 0xFFFFFFFF}, {0x80000000u, 0xFFFFFFFF}, {0xFFFFFFFF, 0xFFFFFFFF}};
+    const std::pair<uint32_t, uint32_t> cases[] = {{0, 0},
+                                                   {1, 1},
+                                                   {2, 2},
+                                                   {3, 0xFFFFFFFF},
+                                                   {0x80000000u, 0xFFFFFFFF},
+                                                   {0xFFFFFFFF, 0xFFFFFFFF}};
     for (const auto& c : cases) {
         RawTouchRecord r = Record(1);
         r.touch_state = c.first;
@@ -526,8 +535,8 @@ bool IsInitialEvent(const TouchEvent& e) {
     }
     const uint8_t no_extra[8] = {};
     return e.touch_state == 0xFFFFFFFF && e.touch_value == 0 && e.touch_id == 0 &&
-           memcmp(e.extra, no_extra, 8) == 0 && e.flag_a == 0 && e.flag_b == 0 &&
-           e.point_x == 0 && e.point_y == 0 && e.orientation == 0 && e.timestamp == 0;
+           memcmp(e.extra, no_extra, 8) == 0 && e.flag_a == 0 && e.flag_b == 0 && e.point_x == 0 &&
+           e.point_y == 0 && e.orientation == 0 && e.timestamp == 0;
 }
 
 TEST_F(FpsTouchHandlerTest, LastEventStartsAndResetsToUnknownState) {

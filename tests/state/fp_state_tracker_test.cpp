@@ -1,3 +1,5 @@
+#include "fp_utils/fp_state_tracker.h"
+
 #include <android/log.h>
 #include <gtest/gtest.h>
 #include <utils/SystemClock.h>
@@ -8,7 +10,6 @@
 #include <ctime>
 #include <future>
 
-#include "fp_utils/fp_state_tracker.h"
 #include "tests/platform/touch_test_util.h"
 #include "tests/support/fixture.h"
 
@@ -24,8 +25,8 @@ fp_state_t State(uint32_t v) {
 
 int64_t SteadyNowNs() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
-                   std::chrono::steady_clock::now().time_since_epoch())
-            .count();
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 
 using FpStateTrackerTest = testing::FpUtilsTest;
@@ -52,7 +53,7 @@ TEST_F(FpStateTrackerTest, ZeroTimeOutForAnotherStateFailsWithoutWaiting) {
     EXPECT_EQ(-ETIMEDOUT, tracker.WaitForState(State(0x302), 0));
     EXPECT_EQ(-110, -ETIMEDOUT);
     EXPECT_TRUE(
-            log_.Contains(ANDROID_LOG_ERROR, kTag, "WaitForState: Timeout waiting for state change"));
+        log_.Contains(ANDROID_LOG_ERROR, kTag, "WaitForState: Timeout waiting for state change"));
     EXPECT_EQ(0u, log_.Count(kTag, "waiting for state:"));
 }
 
@@ -72,8 +73,8 @@ TEST_F(FpStateTrackerTest, StateSetFromAnotherThreadEndsTheWait) {
     FpStateTracker& tracker = FpStateTracker::GetInstance();
     tracker.UpdateState(State(0x310));
     const int64_t start = android::elapsedRealtime();
-    auto waiter = std::async(std::launch::async,
-                             [&] { return tracker.WaitForState(State(0x312), 600000); });
+    auto waiter =
+        std::async(std::launch::async, [&] { return tracker.WaitForState(State(0x312), 600000); });
 
     ASSERT_TRUE(testing::WaitForLog(log_, ANDROID_LOG_DEBUG, kTag,
                                     "WaitForState: waiting for state: 0x312"));
