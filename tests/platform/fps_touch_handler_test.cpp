@@ -9,6 +9,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <future>
 #include <memory>
 
@@ -207,7 +208,12 @@ TEST_F(FpsTouchHandlerTest, EnableLptwEventReportSendsNullArgumentRequests) {
 
 // Runs in a child: it uses up the descriptors of the process. Returns the exit status.
 int CancelPipeFailureCase(FpsTouchHandler& handler, const testing::LogCapture& log) {
-    struct rlimit limit = {256, 256};
+    // A limit just above the highest descriptor in use (the process may have inherited many).
+    rlim_t highest = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        highest = std::max<rlim_t>(highest, std::stoul(entry.path().filename().string()));
+    }
+    struct rlimit limit = {highest + 16, highest + 16};
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0) return 2;
     std::vector<int> filler;
     for (int fd; (fd = open("/dev/null", O_RDONLY)) >= 0;) filler.push_back(fd);
