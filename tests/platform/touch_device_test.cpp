@@ -83,14 +83,6 @@ class TouchDeviceTest : public testing::FpUtilsTest {
     int fd_ = -1;
 };
 
-TEST_F(TouchDeviceTest, DeviceNodeIsAFifoUnderTheRoot) {
-    struct stat st;
-    ASSERT_EQ(0, stat(root_.Path("/dev/fth_fd").c_str(), &st));
-    EXPECT_TRUE(S_ISFIFO(st.st_mode));
-    host::RemoveTouchDevice();
-    EXPECT_FALSE(root_.Exists("/dev/fth_fd"));
-}
-
 TEST_F(TouchDeviceTest, AnswersDriverRequestsAndRecordsThem) {
     uint8_t area[32];
     for (int i = 0; i < 32; ++i) area[i] = static_cast<uint8_t>(i);

@@ -49,17 +49,6 @@ class FingerStateTest : public testing::FpUtilsTest {
     FingerState finger_;
 };
 
-TEST_F(FingerStateTest, StartsUp) {
-    EXPECT_FALSE(finger_.IsFingerDown());
-    EXPECT_EQ(0, finger_.GetDownEventTime());
-    EXPECT_EQ(0u, finger_.GetDownLatencyMs());
-    EXPECT_EQ(0, finger_.GetDownUptimeMs());
-    EXPECT_EQ(0, finger_.GetUpUptimeMs());
-    ExpectEllipse(finger_.GetEllipse(), 0, 0, 0, 0, 0);
-    EXPECT_FALSE(finger_.IsLptwRequested());
-    EXPECT_FALSE(finger_.IsLptwEnabled());
-}
-
 TEST_F(FingerStateTest, DownWithLptwSwitchesTheReportOnAndUpSwitchesItOff) {
     const int64_t event_time = android::uptimeMillis() - 35;
     finger_.Set(true, event_time, Ellipse(120.5f, 340.25f, 60, 40, 0.5f), true);
