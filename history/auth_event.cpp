@@ -53,20 +53,15 @@ std::string AuthEvent::GetLocalTime() const {
 }
 
 std::string AuthEvent::ToDebugString() const {
-    char buf[128] = {};
-    int n = snprintf(buf, sizeof(buf), "%s ", GetLocalTime().c_str());
-    if (n < 0 || static_cast<size_t>(n) >= sizeof(buf)) return buf;
-    char* rest = buf + n;
-    size_t room = sizeof(buf) - n;
     if (acquired_info == 1) {
-        snprintf(rest, room, "auth_successful:%d, fid:%d, latency:%d, iq:%d",
-                 auth_successful ? 1 : 0, fid, latency, iq);
-    } else if (acquired_info >= 0 && acquired_info <= 14) {
-        snprintf(rest, room, "acquisition_error:%s", kAcquiredInfoNames[acquired_info]);
-    } else {
-        snprintf(rest, room, "acquisition_error:%d", acquired_info);
+        return FormatDebugLine(GetLocalTime(), "auth_successful:%d, fid:%d, latency:%d, iq:%d",
+                               auth_successful ? 1 : 0, fid, latency, iq);
     }
-    return buf;
+    if (acquired_info >= 0 && acquired_info <= 14) {
+        return FormatDebugLine(GetLocalTime(), "acquisition_error:%s",
+                               kAcquiredInfoNames[acquired_info]);
+    }
+    return FormatDebugLine(GetLocalTime(), "acquisition_error:%d", acquired_info);
 }
 
 std::string AuthEvent::ToBackupString() const {

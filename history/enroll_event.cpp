@@ -40,20 +40,15 @@ std::string EnrollEvent::GetLocalTime() const {
 }
 
 std::string EnrollEvent::ToDebugString() const {
-    char buf[128] = {};
-    int n = snprintf(buf, sizeof(buf), "%s ", GetLocalTime().c_str());
-    if (n < 0 || static_cast<size_t>(n) >= sizeof(buf)) return buf;
-    char* rest = buf + n;
-    size_t room = sizeof(buf) - n;
-    if (op == DEL) {
-        snprintf(rest, room, "op:DEL, gid:%d, fid:%d", gid, fid);
-    } else if (op == ADD) {
-        snprintf(rest, room,
-                 "op:ADD, enroll_successful:%d, gid:%d, fid:%d, capture_count:%d, iq_avg:%.2f, "
-                 "enrolled_fingers_count:%d",
-                 enroll_successful ? 1 : 0, gid, fid, capture_count, iq_avg, enrolled_fingers_count);
+    if (op == DEL) return FormatDebugLine(GetLocalTime(), "op:DEL, gid:%d, fid:%d", gid, fid);
+    if (op == ADD) {
+        return FormatDebugLine(GetLocalTime(),
+                               "op:ADD, enroll_successful:%d, gid:%d, fid:%d, capture_count:%d, "
+                               "iq_avg:%.2f, enrolled_fingers_count:%d",
+                               enroll_successful ? 1 : 0, gid, fid, capture_count, iq_avg,
+                               enrolled_fingers_count);
     }
-    return buf;
+    return FormatDebugLine(GetLocalTime(), "%s", "");  // any other operation: the time alone
 }
 
 std::string EnrollEvent::ToBackupString() const {
