@@ -4,15 +4,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tools/fputil/backup_options.h"
 #include "tools/fputil/commands.h"
 
 namespace fputil {
 
 static const Command kCommands[] = {
-    {"inspect", "inspect [--root DIR] [--json] [--kind KIND] [FILE...]",
+    {"inspect", kInspectUsage,
      "report what backup files hold and what the HAL would load from them", RunInspect},
-    {"repair", "repair [--kind KIND] FILE",
-     "rewrite a backup file to exactly the records the HAL would load", RunRepair},
+    {"repair", kRepairUsage, "rewrite a backup file to exactly the records the HAL would load",
+     RunRepair},
     {"coverage", kCoverageUsage, "how much of the sensor area a touch covers", RunCoverage},
     {"devinfo", "devinfo [--root DIR]", "hardware configuration items", RunDevinfo},
 };
