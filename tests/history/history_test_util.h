@@ -1,32 +1,29 @@
-// Helpers shared by the history tests: a dump's text and backup records made independently of
-// the library's writer.
+// Helpers of the history tests: what a dump writes, backup records made independently of the
+// library's writer, and producers running at once.
 #pragma once
 
 #include <cstdio>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "fp_utils/crc32.h"
 
-namespace android {
-namespace fp_utils {
-namespace testing {
+namespace android::fp_utils::testing {
 
-// What `dump(fd)` writes to a descriptor.
-template <typename DumpFn>
-std::string DumpText(DumpFn dump) {
+// What history.Dump(fd, nullptr, 0) writes.
+template <typename History>
+std::string DumpText(History& history) {
     FILE* tmp = tmpfile();
-    if (tmp == nullptr) return "<no temporary file>";
-    dump(fileno(tmp));
+    history.Dump(fileno(tmp), nullptr, 0);
     rewind(tmp);
     std::string out;
-    char buf[512];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), tmp)) > 0) out.append(buf, n);
+    for (int c; (c = fgetc(tmp)) != EOF;) out += static_cast<char>(c);
     fclose(tmp);
     return out;
 }
 
-// One backup record carrying `body`, with a correct checksum unless `crc_delta` spoils it.
+// One record carrying `body`; `crc_delta` spoils its checksum.
 inline std::string BackupRecordOf(const std::string& body, uint32_t crc_delta = 0) {
     char head[40];
     snprintf(head, sizeof(head), "0x%x,0x%zx,", crc32(body.data(), body.size()) + crc_delta,
@@ -34,6 +31,20 @@ inline std::string BackupRecordOf(const std::string& body, uint32_t crc_delta = 
     return head + body;
 }
 
-}  // namespace testing
-}  // namespace fp_utils
-}  // namespace android
+// The file a history holding `items` should have written.
+template <typename Items>
+std::string BackupFileOf(const Items& items) {
+    std::string out;
+    for (const auto& item : items) out += BackupRecordOf(item->ToBackupString());
+    return out;
+}
+
+// Runs body(0) to body(n - 1) on n threads at once and waits for all of them.
+template <typename Body>
+void OnThreads(int n, Body body) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < n; ++t) threads.emplace_back(body, t);
+    for (auto& thread : threads) thread.join();
+}
+
+}  // namespace android::fp_utils::testing
