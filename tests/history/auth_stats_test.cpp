@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
+#include "tests/history/history_test_util.h"
 #include "tests/support/fixture.h"
 
 namespace android {
@@ -22,16 +21,6 @@ std::shared_ptr<AuthEvent> Attempt(AuthStats& stats, int8_t info, bool ok, int32
         static_cast<AuthEventG7&>(*event).rawmean_delta = rawmean_delta;
     }
     return event;
-}
-
-std::string DumpOf(AuthStats& stats) {
-    FILE* tmp = tmpfile();
-    stats.Dump(fileno(tmp), nullptr, 0);
-    rewind(tmp);
-    std::string out;
-    for (int c; (c = fgetc(tmp)) != EOF;) out += static_cast<char>(c);
-    fclose(tmp);
-    return out;
 }
 
 class AuthStatsTest : public testing::FpUtilsTest {
@@ -54,7 +43,7 @@ class AuthStatsTest : public testing::FpUtilsTest {
 TEST_F(AuthStatsTest, BoundedHistoryFiguresAndDump) {
     AuthStats stats("stats_test", 3, false);
     stats.Init();
-    EXPECT_EQ(DumpOf(stats),
+    EXPECT_EQ(testing::DumpText(stats),
               "Auth Stats:\n  total_attempts:0, auth_attempts:0, auth_rejects:0, frr:0.00%, "
               "avg_iq:0.00\n");
     stats.AddAttempt(Attempt(stats, 1, false, 10));
@@ -70,7 +59,7 @@ TEST_F(AuthStatsTest, BoundedHistoryFiguresAndDump) {
     stats.AddAttempt(Attempt(stats, 1, true, 30));
     stats.AddAttempt(Attempt(stats, 1, true, 30));
     stats.AddAttempt(Attempt(stats, 1, true, 30));
-    std::string dump = DumpOf(stats);
+    std::string dump = testing::DumpText(stats);
     EXPECT_EQ(dump.substr(0, dump.find("  #000")),
               "Auth Stats:\n  total_attempts:3, auth_attempts:3, auth_rejects:0, frr:0.00%, "
               "avg_iq:30.00\nAuth Events:\n");
@@ -120,64 +109,50 @@ TEST_F(AuthStatsTest, SaveRuleMatchesAndRunsOfFiveRejectionsAcrossHistories) {
     EXPECT_FALSE(SavedSinceLastLook()) << "the match ended the run";
 }
 
-TEST_F(AuthStatsTest, G7RefusesPlainEvents) {
+TEST_F(AuthStatsTest, G7RefusesPlainEventsAndBackupOffTouchesNoFile) {
     AuthStatsG7 stats("g7", 10, false);
     stats.Init();
     auto plain = std::make_shared<AuthEvent>();
     plain->acquired_info = 1;
     stats.AddAttempt(plain);
     EXPECT_EQ(stats.total_attempts_, 0u);
-    EXPECT_TRUE(log_.Contains(ANDROID_LOG_ERROR, "AuthStatsG7",
-                              "[g7][virtual void android::fp_utils::AuthStatsG7::AddAttempt("
-                              "std::shared_ptr<AuthEvent>)] AuthEvent is not allowed!"));
-}
-
-TEST_F(AuthStatsTest, BackupOffTouchesNoFile) {
-    AuthStats stats("stats_test", 10, false);
-    stats.Init();
+    EXPECT_EQ(log_.Lines(), (std::vector<testing::LogLine>{
+                                {ANDROID_LOG_ERROR, "AuthStatsG7",
+                                 "[g7][virtual void android::fp_utils::AuthStatsG7::AddAttempt("
+                                 "std::shared_ptr<AuthEvent>)] AuthEvent is not allowed!"}}));
     for (int i = 0; i < 6; ++i) stats.AddAttempt(Attempt(stats, 1, i % 2 == 0, 1));
-    EXPECT_FALSE(root_.Exists(kPath));
-    EXPECT_TRUE(log_.Lines().empty());
+    EXPECT_EQ(stats.total_attempts_, 6u);
+    EXPECT_FALSE(root_.Exists("/data/vendor/fingerprint/AuthStats.g7"));
+    EXPECT_EQ(log_.Lines().size(), 1u);
 }
 
-TEST_F(AuthStatsTest, ResetStopsSavingAndInitReloads) {
+TEST_F(AuthStatsTest, ResetStopsSavingInitReloadsWithinTheLimit) {
     AuthStatsG7 stats("stats_test", 10, true);
     stats.Init();
-    stats.AddAttempt(Attempt(stats, 1, true, 50, 70));
+    for (int i = 0; i < 5; ++i) stats.AddAttempt(Attempt(stats, 1, true, i * 10, i));
     std::string saved = root_.ReadFile(kPath);
     stats.Reset();
     EXPECT_EQ(stats.total_attempts_, 0u);
     EXPECT_EQ(stats.avg_rawmean_delta_, 0.0f);
     stats.AddAttempt(Attempt(stats, 1, true, 1));
     EXPECT_EQ(root_.ReadFile(kPath), saved) << "nothing saved after Reset";
-    stats.Reset();
-    stats.Init();
-    EXPECT_EQ(stats.total_attempts_, 1u);
-    EXPECT_FLOAT_EQ(stats.avg_rawmean_delta_, 70.0f);
-}
-
-TEST_F(AuthStatsTest, LoadingKeepsTheNewestWithinTheLimitAndNeverWrites) {
-    AuthStatsG7 writer("stats_test", 100, true);
-    writer.Init();
-    for (int i = 0; i < 5; ++i) writer.AddAttempt(Attempt(writer, 1, true, i * 10, i));
-    std::string before = root_.ReadFile(kPath);
-    AuthStatsG7 reader("stats_test", 2, true);
+    AuthStatsG7 reader("stats_test", 2, true);  // loading keeps the newest, never writes
     reader.Init();
     ASSERT_EQ(reader.total_attempts_, 2u);
     EXPECT_EQ(reader.attempts_.front()->iq, 30);
     EXPECT_FLOAT_EQ(reader.avg_rawmean_delta_, 3.5f);
-    EXPECT_EQ(root_.ReadFile(kPath), before);
+    EXPECT_EQ(root_.ReadFile(kPath), saved);
+    stats.Reset();
+    stats.Init();
+    EXPECT_EQ(stats.total_attempts_, 5u);
 }
 
 TEST_F(AuthStatsTest, ConcurrentAddersKeepConsistentFigures) {
     AuthStats stats("stats_test", 50, true);
     stats.Init();
-    auto add = [&stats](bool ok) {
-        for (int i = 0; i < 200; ++i) stats.AddAttempt(Attempt(stats, 1, ok, 10));
-    };
-    std::thread a(add, true), b(add, false);
-    a.join();
-    b.join();
+    testing::OnThreads(2, [&stats](int t) {
+        for (int i = 0; i < 200; ++i) stats.AddAttempt(Attempt(stats, 1, t == 0, 10));
+    });
     EXPECT_EQ(stats.attempts_.size(), 50u);
     uint32_t rejects = 0;
     for (const auto& e : stats.attempts_) rejects += e->auth_successful ? 0 : 1;

@@ -8,6 +8,7 @@
 
 #include "fp_utils/auth_stats.h"
 #include "fp_utils/crc32.h"
+#include "tests/history/history_test_util.h"
 #include "tests/support/fixture.h"
 
 namespace android {
@@ -21,11 +22,8 @@ const std::string kBody1 = "0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c";
 const std::string kBody2 = "0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e";
 const std::string kBody3 = "0x67a1b2e0,0x3,0x0,0x0,0x0,0x0";
 
-// A record made independently of the library's writer.
 std::string Record(const std::string& body) {
-    char head[40];
-    snprintf(head, sizeof(head), "0x%x,0x%zx,", crc32(body.data(), body.size()), body.size());
-    return head + body;
+    return testing::BackupRecordOf(body);
 }
 
 class BackupFileTest : public testing::FpUtilsTest {
@@ -67,8 +65,7 @@ TEST_F(BackupFileTest, TwoRecordsAreWrittenByteForByteAndReadBack) {
 
 TEST_F(BackupFileTest, DamagedFilesKeepWhatPrecedesTheDamage) {
     const std::string two = Record(kBody1) + Record(kBody2);
-    std::string flipped = Record(kBody2);
-    flipped.back() = 'f';
+    std::string flipped = testing::BackupRecordOf(kBody2, 1);
     struct Case {
         const char* what;
         std::string file;
@@ -103,9 +100,7 @@ TEST_F(BackupFileTest, ReaderSharesOneBufferAcrossRecords) {
     // checksum over exactly those bytes holds, as it does on a device.
     std::string short_body = "0x1,0x1";
     std::string completed = short_body + kBody1.substr(short_body.size());
-    char head[40];
-    snprintf(head, sizeof(head), "0x%x,0x%zx,", crc32(completed.data(), completed.size()),
-             completed.size());
+    std::string head = Record(completed).substr(0, Record(completed).size() - completed.size());
     root_.WriteFile(kPath, Record(kBody1) + head + short_body);
     FILE* file = fopen(root_.Path(kPath).c_str(), "r");
     ASSERT_NE(file, nullptr);
