@@ -39,7 +39,13 @@ class Sequence {
     uint64_t state_ = 20261012;
 };
 
-int32_t Triplet(int high, int middle, int low) {
+// A packed triplet with parts drawn from the ranges, low part first: the draws are made in
+// a fixed order whatever compiler builds the tool.
+int32_t Triplet(Sequence& seq, int high_min, int high_max, int middle_min, int middle_max,
+                int low_min, int low_max) {
+    int low = seq.Between(low_min, low_max);
+    int middle = seq.Between(middle_min, middle_max);
+    int high = seq.Between(high_min, high_max);
     return high * 1000000 + middle * 1000 + low;
 }
 
@@ -53,9 +59,9 @@ void FillAttempt(AuthEventG7& e, Sequence& seq, int index) {
     e.iq = seq.Between(18, 72);
     e.rawmean_delta = seq.Between(-400, 400);
     e.match_score = seq.Between(0, 90000);
-    e.metric_1 = Triplet(seq.Between(200, 255), seq.Between(200, 255), seq.Between(200, 255));
-    e.metric_2 = Triplet(seq.Between(60, 120), seq.Between(190, 255), seq.Between(190, 255));
-    e.metric_3 = Triplet(seq.Between(80, 160), seq.Between(0, 999), seq.Between(0, 999));
+    e.metric_1 = Triplet(seq, 200, 255, 200, 255, 200, 255);
+    e.metric_2 = Triplet(seq, 60, 120, 190, 255, 190, 255);
+    e.metric_3 = Triplet(seq, 80, 160, 0, 999, 0, 999);
     e.metric_4 = seq.Between(0, 5000);
     for (int i = 0; i < 5; ++i) {
         e.stitch_img_num_[i] = seq.Between(0, 6);
