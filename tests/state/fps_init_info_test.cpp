@@ -2,12 +2,12 @@
 
 #include <android-base/file.h>
 #include <fcntl.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <regex>
 #include <thread>
 
 #include "tests/support/fixture.h"
@@ -16,32 +16,20 @@ namespace android {
 namespace fp_utils {
 namespace {
 
-using android::base::GetProperty;
+using namespace std::chrono_literals;
 
 constexpr char kTag[] = "FpsInitInfo";
 constexpr char kProperty[] = "vendor.fingerprint.init.error";
-constexpr char kErrorFile[] = "/data/vendor/tombstones/fingerprint/init_error.txt";
+const std::string kErrorFile = "/data/vendor/tombstones/fingerprint/init_error.txt";
 constexpr char kTrustyLog[] = "/dev/trusty-log0";
 constexpr char kTrustyCopy[] = "/data/vendor/tombstones/fingerprint/init_trusty_log.txt";
-const std::string kTime = R"((\d{4}-\d\d-\d\d \d\d:\d\d:\d\d))";
 
-int64_t NowUs() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
-}
-
-int64_t ParseLocal(const std::string& text) {
-    struct tm tm = {};
-    strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &tm);
-    tm.tm_isdst = -1;
-    return mktime(&tm);
-}
-
-// Polls `done` for up to 10 s.
-template <typename F>
-bool WaitFor(F done) {
-    for (int i = 0; i < 10000 && !done(); ++i) usleep(1000);
-    return done();
+// Local time to the millisecond, as the record writes it; such texts sort as the times do.
+std::string Local(int64_t us) {
+    time_t seconds = us / 1000000;
+    char text[32];
+    strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", localtime(&seconds));
+    return text + std::to_string(1000 + us / 1000 % 1000).replace(0, 1, ".");  // ".mmm"
 }
 
 class FpsInitInfoTest : public testing::FpUtilsTest {
@@ -60,80 +48,61 @@ class FpsInitInfoTest : public testing::FpUtilsTest {
 };
 
 TEST_F(FpsInitInfoTest, StartUpThenErrorsAsDumpedAndPublished) {
-    // Changes the state 30 ms after the previous change; returns the time just before.
-    auto set = [&](int state) {
-        usleep(30000);
-        int64_t before = NowUs();
-        info_.SetState(static_cast<FpsInitInfo::State>(state));
-        return before;
-    };
+    auto now_us = [] { return std::chrono::system_clock::now().time_since_epoch() / 1us; };
     EXPECT_EQ(Dump(), "Unexpected state:0\n");
-    set(FpsInitInfo::kStarting);
+    info_.SetState(FpsInitInfo::kStarting);
     EXPECT_EQ(Dump(), "Unexpected state:1\n");
-    int64_t a = set(FpsInitInfo::kStarting), b = NowUs();  // the start that counts
-    set(7);                                                // stamps nothing
+    // Each change comes 30 ms after the previous one. The clock read just before and just after
+    // brackets the start that counts (a, b) and the end (c, d).
+    int64_t a = (usleep(30000), now_us()), b = (info_.SetState(FpsInitInfo::kStarting), now_us());
+    usleep(30000), info_.SetState(static_cast<FpsInitInfo::State>(7));  // stamps nothing
     EXPECT_EQ(Dump(), "Unexpected state:7\n");
-    int64_t c = set(FpsInitInfo::kSucceeded), d = NowUs();
-    std::smatch m;
-    std::string dump = Dump();
-    std::regex success("Initialization successful, start_time:" + kTime +
-                       R"(\.(\d{3}), latency:(\d+)ms\n)");
-    ASSERT_TRUE(std::regex_match(dump, m, success)) << dump;
-    int64_t start_ms = ParseLocal(m[1]) * 1000 + std::stoi(m[2]);
-    EXPECT_TRUE(start_ms >= a / 1000 && start_ms <= b / 1000) << dump;
-    EXPECT_TRUE(std::stoi(m[3]) >= (c - b) / 1000 && std::stoi(m[3]) <= (d - a) / 1000) << dump;
+    int64_t c = (usleep(30000), now_us()), d = (info_.SetState(FpsInitInfo::kSucceeded), now_us());
+    std::string dump = Dump(), start = dump.substr(38, 23);
+    int latency = atoi(dump.c_str() + 71);
+    EXPECT_EQ(dump, "Initialization successful, start_time:" + start +
+                        ", latency:" + std::to_string(latency) + "ms\n");
+    EXPECT_TRUE(Local(a) <= start && start <= Local(b)) << dump;
+    EXPECT_TRUE(latency >= (c - b) / 1000 && latency <= (d - a) / 1000) << dump;
 
     // The first error file write meets a symbolic link, which is not followed; all else goes on.
     ASSERT_EQ(symlink(root_.Path("/victim").c_str(), root_.Path(kErrorFile).c_str()), 0);
-    root_.WriteFile(kTrustyLog, "tee: one\n");
-    info_.SetError("sensor reset failed");
-    EXPECT_FALSE(root_.Exists("/victim"));
+    root_.WriteFile(kTrustyLog, "tee: one\n"), info_.SetError("sensor reset failed");
+    root_.Remove(kErrorFile), info_.SetError("calibration missing");
+    // All the errors so far, and the times of the two.
+    std::string all = root_.ReadFile(kErrorFile), t1 = all.substr(0, 19), t2 = all.substr(40, 19);
+    EXPECT_EQ(all, t1 + " sensor reset failed," + t2 + " calibration missing");
+    for (auto t : {t1, t2}) EXPECT_TRUE(Local(d).substr(0, 19) <= t && t <= Local(now_us())) << t;
+    EXPECT_EQ(base::GetProperty(kProperty, ""), all);
+    EXPECT_EQ(Dump(), "Error:" + all + "\n");
+    // The copy of the trusted-OS log is replaced, not appended to.
     EXPECT_EQ(root_.ReadFile(kTrustyCopy), "tee: one\n");
-    unlink(root_.Path(kErrorFile).c_str());
-    info_.SetError("calibration missing");
-
-    std::string text = root_.ReadFile(kErrorFile);
-    ASSERT_TRUE(std::regex_match(
-        text, m, std::regex(kTime + " sensor reset failed," + kTime + " calibration missing")))
-        << text;
-    for (int i : {1, 2}) EXPECT_NEAR(ParseLocal(m[i]), time(nullptr), 5) << text;
-    EXPECT_EQ(GetProperty(kProperty, ""), text);
-    EXPECT_EQ(Dump(), "Error:" + text + "\n");
-    EXPECT_EQ(root_.ReadFile(kTrustyCopy), "tee: one\n");  // replaced, not appended
-    auto error = [](std::string t) { return testing::LogLine{ANDROID_LOG_ERROR, kTag, t}; };
     EXPECT_EQ(log_.Lines(kTag),
               (std::vector<testing::LogLine>{
-                  error("SetError: error_str_:" + text.substr(0, text.find(','))),
-                  error(std::string("SetError: failed to write '") + kErrorFile + "'"),
-                  error("SetError: error_str_:" + text)}));
+                  {ANDROID_LOG_ERROR, kTag, "SetError: error_str_:" + all.substr(0, 39)},
+                  {ANDROID_LOG_ERROR, kTag, "SetError: failed to write '" + kErrorFile + "'"},
+                  {ANDROID_LOG_ERROR, kTag, "SetError: error_str_:" + all}}));
 }
 
 TEST_F(FpsInitInfoTest, SecondErrorWaitsUntilTheFirstLogCopyIsComplete) {
-    // Each copy blocks on this FIFO until the test opens and closes its writing end.
-    const std::string fifo = root_.Path(kTrustyLog);
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    auto release_copy = [&] {
-        return WaitFor([&] {
-            int fd = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);  // fails until a copy reads
-            return fd >= 0 && close(fd) == 0;
-        });
-    };
+    // While the test holds this FIFO's writing end open (and no copy inherits it), a copy reads
+    // and waits.
+    ASSERT_EQ(mkfifo(root_.Path(kTrustyLog).c_str(), 0600), 0);
+    int writer = open(root_.Path(kTrustyLog).c_str(), O_RDWR | O_CLOEXEC);
     std::thread first([&] { info_.SetError("first"); });
-    EXPECT_TRUE(WaitFor([] { return !GetProperty(kProperty, "").empty(); }));
+    // Up to 10 s for the first caller to publish: it then holds the lock until its copy ends.
+    for (int i = 0; i < 10000 && base::GetProperty(kProperty, "").empty(); ++i) usleep(1000);
     std::atomic<pid_t> tid{0};
     std::thread second([&] { tid = gettid(), info_.SetError("second"); });
     // Asleep, the second caller waits either on the record's lock (nothing published yet) or,
     // had the lock been let go during the first copy, in its own copy after publishing.
-    EXPECT_TRUE(WaitFor([&] {
-        std::string stat;
-        android::base::ReadFileToString("/proc/self/task/" + std::to_string(tid) + "/stat", &stat);
-        return tid != 0 && stat.find(") S ") != std::string::npos;
-    }));
-    EXPECT_EQ(GetProperty(kProperty, "").find("second"), std::string::npos);
-    EXPECT_TRUE(release_copy());
-    first.join();
-    EXPECT_TRUE(release_copy());
-    second.join();
+    std::string stat;
+    for (int i = 0; i < 10000 && stat.find(") S ") == stat.npos; ++i, usleep(1000))
+        base::ReadFileToString("/proc/self/task/" + std::to_string(tid) + "/stat", &stat);
+    EXPECT_NE(stat.find(") S "), stat.npos);
+    EXPECT_EQ(base::GetProperty(kProperty, "").find("second"), std::string::npos);
+    root_.Remove(kTrustyLog), root_.WriteFile(kTrustyLog, "");  // what the second copy reads
+    close(writer), first.join(), second.join();
 }
 
 }  // namespace
