@@ -9,8 +9,10 @@
 #include <cfloat>
 #include <cmath>
 #include <functional>
+#include <random>
 #include <vector>
 
+#include "tests/geometry/reference_geometry.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/properties.h"
 
@@ -198,6 +200,43 @@ TEST(Coverage, CornerTestThenGridPoints) {
         want.push_back(
             {ANDROID_LOG_DEBUG, "Geometry", "[NumOfPointsIn] all_points_in_" + std::string(flag)});
     EXPECT_EQ(log.Lines("Geometry"), want);
+}
+
+// The library's sampling skips work that does not change from point to point; the plain
+// versions do all of it. Both must give the same answers on random and edge inputs.
+TEST(GeometryDifferential, SamplingMatchesThePlainVersions) {
+    std::mt19937 rng(20261121);
+    auto uniform = [&rng](float lo, float hi) {
+        return std::uniform_real_distribution<float>(lo, hi)(rng);
+    };
+    for (int i = 0; i < 2000; ++i) {
+        Ellipse e(uniform(-50, 50), uniform(-50, 50), uniform(0, 60), uniform(0, 40),
+                  uniform(-7, 7));
+        if (i % 10 == 0) e.minor = 0;  // degenerate: nothing inside
+        for (int k = 0; k < 50; ++k) {
+            // Points around the boundary, where a changed rounding would show.
+            float t = uniform(0, 6.3f), scale = k % 2 ? 0.5f : uniform(0.98f, 1.02f);
+            Point p(e.center.x + scale * e.major * std::sin(e.orientation) * std::cos(t),
+                    e.center.y + scale * e.minor * std::sin(t) - scale * e.major * std::cos(t));
+            ASSERT_EQ(e.Contains(p), testing::ReferenceEllipseContains(e, p))
+                << e.Print() << p.Print();
+        }
+    }
+    const char* counts[] = {"", "0", "1", "2", "7", "33"};
+    for (int i = 0; i < 300; ++i) {
+        float left = uniform(-20, 20), top = uniform(-20, 20);
+        Rect rect(left, top, left + uniform(0, 30), top + uniform(0, 30));
+        Ellipse touch(left + uniform(-5, 35), top + uniform(-5, 35), uniform(1, 80), uniform(1, 60),
+                      uniform(-3, 3));
+        Circle round(left + uniform(0, 30), top + uniform(0, 30), uniform(0, 40));
+        testing::ScopedProperty x(kXProp, counts[rng() % 6]), y(kYProp, counts[rng() % 6]);
+        for (const IShape* s2 : std::vector<const IShape*>{&touch, &round, &rect}) {
+            Counts fast(3), plain(3);
+            rect.NumOfPointsIn(rect, *s2, fast[0], fast[1], fast[2]);
+            testing::ReferenceNumOfPointsIn(rect, rect, *s2, plain[0], plain[1], plain[2]);
+            ASSERT_EQ(fast, plain) << rect.Print() << " " << s2->Print();
+        }
+    }
 }
 
 }  // namespace
