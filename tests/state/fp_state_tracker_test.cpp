@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
 #include <future>
 #include <tuple>
@@ -21,10 +20,7 @@ namespace android {
 namespace fp_utils {
 namespace {
 
-using testing::TouchRequests;
-using testing::WaitUntil;
 using FpStateTrackerTest = testing::FpUtilsTest;
-using Requests = std::vector<unsigned long>;
 constexpr char kTag[] = "FpStateTracker";
 
 TEST_F(FpStateTrackerTest, WaitWithNoOneToChangeTheState) {
@@ -52,129 +48,92 @@ TEST_F(FpStateTrackerTest, StateSetFromAnotherThreadEndsEveryWait) {
     tracker.UpdateState(fp_state_t{0x310});
     auto wait = [&] { return tracker.WaitForState(fp_state_t{0x312}, 30000); };
     auto first = std::async(std::launch::async, wait), second = std::async(std::launch::async, wait);
-    ASSERT_TRUE(WaitUntil([&] { return log_.Count(kTag, "waiting for state") >= 2; }));
+    ASSERT_TRUE(testing::WaitUntil([&] { return log_.Count(kTag, "waiting for state") >= 2; }));
     tracker.UpdateState(fp_state_t{0x311});
-    ASSERT_TRUE(WaitUntil([&] { return log_.Count(kTag, "changed to 0x311") >= 2; }));
+    ASSERT_TRUE(testing::WaitUntil([&] { return log_.Count(kTag, "changed to 0x311") >= 2; }));
     EXPECT_NE(std::future_status::ready, first.wait_for(std::chrono::seconds(0)));
     tracker.UpdateState(fp_state_t{0x312});
-    ASSERT_EQ(std::future_status::ready, first.wait_for(testing::kWait));
-    ASSERT_EQ(std::future_status::ready, second.wait_for(testing::kWait));
+    ASSERT_TRUE(first.wait_for(testing::kWait) == std::future_status::ready &&
+                second.wait_for(testing::kWait) == std::future_status::ready);
     EXPECT_EQ(std::make_pair(0, 0), std::make_pair(first.get(), second.get()));
 }
 
-std::string Text(const timeval& tv) {
-    struct tm t;
-    localtime_r(&tv.tv_sec, &t);
-    char buf[32];
-    const size_t n = strftime(buf, sizeof(buf), "%Y-%m-%d-%H-%M-%S", &t);
-    snprintf(buf + n, sizeof(buf) - n, "-%03d", static_cast<int>(tv.tv_usec / 1000));
-    return buf;
+std::string Text(const timeval& tv) {  // the local time of `tv` as the tracker prints it
+    char buf[24];
+    strftime(buf, sizeof(buf), "%Y-%m-%d-%H-%M-%S-", localtime(&tv.tv_sec));
+    return buf + std::to_string(1000 + tv.tv_usec / 1000).substr(1);
 }
 
 // Before any finger-down the printed time is the epoch (checked in a child, whose tracker is
-// fresh; tests run in UTC), after one the local time of the last. The mark state stamps only its
-// own time, other states none.
+// fresh), after one the local time of the last. Both finger-down states stamp the wall and the
+// steady clock, the mark state only its own steady time, other states nothing.
 TEST_F(FpStateTrackerTest, FingerDownAndMarkStamps) {
     FpStateTracker& tracker = FpStateTracker::GetInstance();
     char buf[32];
-    auto epoch = [&] {
-        return tracker.GetFingerDownTime(buf, sizeof(buf)) == 23 &&
-               std::string(buf) == "1970-01-01-00-00-00-000" &&
-               tracker.GetFingerDownTime(buf, 5) == 23 && std::string(buf) == "1970";
-    };
-    EXPECT_EXIT(exit(epoch() ? 0 : 1), ::testing::ExitedWithCode(0), "");
-    struct timeval before, after;
-    gettimeofday(&before, nullptr);
-    tracker.UpdateState(FP_STATE_FINGER_DOWN_1);
-    gettimeofday(&after, nullptr);
-    ASSERT_EQ(23, tracker.GetFingerDownTime(buf, sizeof(buf)));
-    EXPECT_LE(Text(before), std::string(buf));  // the fixed-width text sorts like the time
-    EXPECT_GE(Text(after), std::string(buf));
-
-    const nsecs_t t1 = systemTime();  // the steady clock
-    tracker.UpdateState(FP_STATE_FINGER_DOWN_2);
-    const nsecs_t t2 = systemTime();
+    EXPECT_EXIT(exit(tracker.GetFingerDownTime(buf, sizeof(buf)) == 23 && Text({}) == buf ? 0 : 1),
+                ::testing::ExitedWithCode(0), "");
+    nsecs_t t1 = 0, t2 = 0;  // the steady clock
+    for (fp_state_t down : {FP_STATE_FINGER_DOWN_1, FP_STATE_FINGER_DOWN_2}) {
+        struct timeval before, after;
+        gettimeofday(&before, nullptr);
+        t1 = systemTime();
+        tracker.UpdateState(down);
+        t2 = systemTime();
+        gettimeofday(&after, nullptr);
+        ASSERT_EQ(23, tracker.GetFingerDownTime(buf, sizeof(buf)));
+        EXPECT_TRUE(Text(before) <= buf && buf <= Text(after)) << buf;  // sorts like the time
+    }
+    EXPECT_TRUE(tracker.GetFingerDownTime(buf, 5) == 23 && std::string(buf).size() == 4);
     tracker.UpdateState(fp_state_t{0x204});
     tracker.UpdateState(FP_STATE_MARK);
     const int64_t down = tracker.GetFingerDownSteadyNs();
     EXPECT_TRUE(t1 <= down && down <= t2 && t2 <= tracker.GetMarkSteadyNs());
 }
 
-auto Fields(const Ellipse& e) {
-    return std::make_tuple(e.center.x, e.center.y, e.major, e.minor, e.orientation);
-}
-
-class FingerStateTest : public testing::FpUtilsTest {
-  protected:
-    // The process's touch handler is configured once, on a device made under the first test's
-    // root; it keeps its descriptor, and the stand-in keeps answering on it, after that root.
-    void SetUp() override {
-        static bool configured =
-            host::CreateTouchDevice() && FpsTouchHandler::GetInstance()->Configure({0, 0, 9, 9});
-        ASSERT_TRUE(configured);
-        host::ClearTouchIoctls();
-    }
-    void TearDown() override { host::ClearTouchIoctlFailures(); }
-    FingerState finger_;
-};
-
-TEST_F(FingerStateTest, EdgesRecordTheTimesAndSwitchTheReport) {
-    for (long no_time : {0L, -20L}) {  // no event time: no latency; no LPTW: no switch
-        finger_.Set(true, no_time, Ellipse(), false);
-        EXPECT_EQ(std::make_tuple(no_time, 0u),
-                  std::make_tuple(finger_.GetDownEventTime(), finger_.GetDownLatencyMs()));
-        finger_.Set(false, 0, Ellipse(), false);
-    }
-    EXPECT_TRUE(TouchRequests().empty());
-
-    const int64_t event_time = android::uptimeMillis() - 35;
-    finger_.Set(true, event_time, Ellipse(), true);
-    const int64_t down = finger_.GetDownUptimeMs();
-    EXPECT_TRUE(finger_.IsFingerDown() && finger_.IsLptwRequested() && finger_.IsLptwEnabled());
-    EXPECT_GE(finger_.GetDownLatencyMs(), 35u);
-    // A repeated finger-down keeps the first times and the switch but takes the new ellipse.
-    finger_.Set(true, event_time - 1000, Ellipse(5, 6, 7, 8, -0.2f), false);
-    EXPECT_TRUE(finger_.IsLptwRequested() && finger_.IsLptwEnabled());
-    EXPECT_EQ(std::make_tuple(event_time, down, static_cast<uint32_t>(down - event_time), 0L),
-              std::make_tuple(finger_.GetDownEventTime(), finger_.GetDownUptimeMs(),
-                              finger_.GetDownLatencyMs(), finger_.GetUpUptimeMs()));
-    EXPECT_EQ(Fields(Ellipse(5, 6, 7, 8, -0.2f)), Fields(finger_.GetEllipse()));
-
-    finger_.Set(false, 0, Ellipse(1, 2, 3, 4, 5), true);
-    const int64_t up = finger_.GetUpUptimeMs();
-    EXPECT_FALSE(finger_.IsFingerDown() || finger_.IsLptwEnabled());
-    EXPECT_GE(up, down);
-    EXPECT_EQ(Fields(Ellipse()), Fields(finger_.GetEllipse()));
-    finger_.Set(false, 0, Ellipse(), true);
-    EXPECT_EQ(up, finger_.GetUpUptimeMs());
-
-    host::FailTouchIoctl(102, EIO);  // a refused switch still counts as made: it is undone
-    finger_.Set(true, 0, Ellipse(), true);
-    finger_.Set(false, 0, Ellipse(), true);
-    EXPECT_EQ((Requests{102, 103, 102, 103}), TouchRequests());
-}
-
-// The HAL's own flow: the touch callback reports the finger, which switches the report from the
-// worker thread; the finger-up resets the handler's last event.
-TEST_F(FingerStateTest, FingerFromTheTouchCallback) {
+// The switch is made at the edges only, also from the worker thread when the touch callback
+// reports the finger; a refused switch still counts as made and is undone at the finger-up,
+// which also clears the ellipse and the handler's last event.
+TEST_F(FpStateTrackerTest, FingerStateSwitchesTheLptwReport) {
     FpsTouchHandler* handler = FpsTouchHandler::GetInstance();
-    handler->SetTouchEventCallback([&](const TouchEvent& e) {
-        finger_.Set(e.touch_state == 1, 0, Ellipse(e.point_x, 0, 50, 30, 0), true);
-    });
+    // Configured once per process: the handler keeps its descriptor, on which the stand-in
+    // keeps answering after the root it was made in is gone.
+    static const bool configured = host::CreateTouchDevice() && handler->Configure({0, 0, 9, 9});
+    ASSERT_TRUE(configured);
+    host::ClearTouchIoctls();
+    FingerState finger;
+    for (long no_time : {0L, -20L}) {  // no event time: no latency; no LPTW: no switch
+        finger.Set(true, no_time, Ellipse(), false);
+        EXPECT_TRUE(finger.GetDownEventTime() == no_time && finger.GetDownLatencyMs() == 0u);
+        finger.Set(false, 0, Ellipse(), false);
+    }
+    const int64_t event_time = android::uptimeMillis() - 35;
+    finger.Set(true, event_time, Ellipse(), true);
+    const int64_t down = finger.GetDownUptimeMs();
+    EXPECT_TRUE(finger.IsFingerDown() && finger.IsLptwRequested() && finger.IsLptwEnabled());
+    // A repeated finger-down keeps the first times and the switch but takes the new ellipse.
+    finger.Set(true, event_time - 1000, Ellipse(5, 6, 7, 8, -0.2f), false);
+    EXPECT_TRUE(finger.IsLptwRequested() && finger.IsLptwEnabled());
+    EXPECT_EQ(std::make_tuple(event_time, down, static_cast<uint32_t>(down - event_time), 0L),
+              std::make_tuple(finger.GetDownEventTime(), finger.GetDownUptimeMs(),
+                              finger.GetDownLatencyMs(), finger.GetUpUptimeMs()));
+    EXPECT_EQ(Ellipse(5, 6, 7, 8, -0.2f).Print(), finger.GetEllipse().Print());
+    finger.Set(false, 0, Ellipse(1, 2, 3, 4, 5), true);
+    EXPECT_FALSE(finger.IsFingerDown() || finger.IsLptwEnabled());
+    EXPECT_GE(finger.GetUpUptimeMs(), down);
+    EXPECT_EQ(Ellipse().Print(), finger.GetEllipse().Print());
+
+    host::FailTouchIoctl(102, EIO);  // the worker's switch on is refused: it still counts as made
+    handler->SetTouchEventCallback(
+        [&](const TouchEvent& e) { finger.Set(e.touch_state == 1, 0, Ellipse(), true); });
     ASSERT_TRUE(handler->Start());
-    host::RawTouchRecord record;
-    record.touch_state = 1;
-    record.point_x = 200;
-    EXPECT_TRUE(host::WriteTouchBatch(host::EncodeTouchBatch({record})) &&
-                WaitUntil([&] { return finger_.IsFingerDown(); }));
-    EXPECT_EQ(200.0f, finger_.GetEllipse().center.x);
-    EXPECT_EQ(1u, handler->GetLastTouchEvent().touch_state);
-    record.touch_state = 0;
-    EXPECT_TRUE(host::WriteTouchBatch(host::EncodeTouchBatch({record})) &&
-                WaitUntil([&] { return !finger_.IsFingerDown(); }));
+    for (uint32_t state : {1u, 0u}) {
+        const host::RawTouchRecord record{0, {}, 200, 0, 0, 0, state};  // point_x 200
+        EXPECT_TRUE(host::WriteTouchBatch(host::EncodeTouchBatch({record})) &&
+                    testing::WaitUntil([&] { return finger.IsFingerDown() == (state == 1); }));
+    }
     EXPECT_TRUE(handler->Stop());
-    handler->SetTouchEventCallback(nullptr);
-    EXPECT_EQ((Requests{102, 103}), TouchRequests());
+    host::ClearTouchIoctlFailures();
+    EXPECT_EQ((std::vector<unsigned long>{102, 103, 102, 103}), testing::TouchRequests());
     const TouchEvent last = handler->GetLastTouchEvent();
     EXPECT_EQ(std::make_tuple(0xFFFFFFFFu, 0.0f), std::make_tuple(last.touch_state, last.point_x));
 }
