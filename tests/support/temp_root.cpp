@@ -17,17 +17,11 @@ namespace fp_utils {
 namespace testing {
 
 bool MakeDirsOnHost(const std::string& host_path, unsigned mode) {
-    std::string partial;
-    std::stringstream ss(host_path);
-    std::string part;
-    if (!host_path.empty() && host_path[0] == '/') partial = "/";
-    while (std::getline(ss, part, '/')) {
-        if (part.empty()) continue;
-        partial += part;
-        if (mkdir(partial.c_str(), mode) != 0 && errno != EEXIST) return false;
-        partial += "/";
+    for (size_t end = host_path.find('/', 1);; end = host_path.find('/', end + 1)) {
+        std::string dir = host_path.substr(0, end);
+        if (!dir.empty() && mkdir(dir.c_str(), mode) != 0 && errno != EEXIST) return false;
+        if (end == std::string::npos) return true;
     }
-    return true;
 }
 
 void RemoveTreeOnHost(const std::string& host_path) {
@@ -45,17 +39,15 @@ TempRoot::TempRoot(Layout layout) {
         abort();
     }
     dir_ = pattern;
-    const char* prev = getenv("FP_UTILS_ROOT");
-    if (prev != nullptr) {
+    if (const char* prev = getenv("FP_UTILS_ROOT")) {
         had_previous_root_ = true;
         previous_root_ = prev;
     }
     setenv("FP_UTILS_ROOT", dir_.c_str(), 1);
-    if (layout == kDeviceDirs) {
-        MakeDirs("/data/vendor/fingerprint");
-        MakeDirs("/data/vendor/tombstones/fingerprint");
-        MakeDirs("/dev");
-        MakeDirs("/sys");
+    if (layout == kBare) return;
+    for (const char* dir :
+         {"/data/vendor/fingerprint", "/data/vendor/tombstones/fingerprint", "/dev", "/sys"}) {
+        MakeDirs(dir);
     }
 }
 
