@@ -136,38 +136,38 @@ TEST(AuthEventBackup, FormatsAndRoundTrips) {
 
 TEST(AuthEventBackup, RefusedTextsAreLogged) {
     LogCapture log;
-    const std::string base_sig =
-        "virtual bool android::fp_utils::AuthEvent::LoadFromBackupString(std::string &)";
-    const std::string g7_sig =
-        "virtual bool android::fp_utils::AuthEventG7::LoadFromBackupString(std::string &)";
-
+    const std::string sig = "[virtual bool android::fp_utils::AuthEvent";
+    auto only_line = [&log](const char* tag) {
+        auto lines = log.Lines(tag);
+        log.Clear();
+        return lines.size() == 1 && lines[0].priority == ANDROID_LOG_ERROR ? lines[0].text : "";
+    };
     AuthEvent e = Event(1, true);
     std::string text = "0x1,0x3,0x0,0x9";
     EXPECT_FALSE(e.LoadFromBackupString(text));
     EXPECT_EQ(e.time, kTime);  // time, code and flag stay; scanned fields changed
     EXPECT_TRUE(e.auth_successful);
     EXPECT_EQ(e.fid, 9);
-    ASSERT_EQ(log.Lines("AuthEvent").size(), 1u);
-    EXPECT_EQ(log.Lines("AuthEvent")[0].text.rfind(
-                  "[" + base_sig + "] failed to parse str:'0x1,0x3,0x0,0x9' with error ", 0),
+    EXPECT_EQ(only_line("AuthEvent")
+                  .rfind(sig + "::LoadFromBackupString(std::string &)] failed "
+                               "to parse str:'0x1,0x3,0x0,0x9' with error ",
+                         0),
               0u);
 
     // One stitch value missing: the base part loads, the G7 scan fails.
-    log.Clear();
     text = Event(1).ToBackupString();
     text.erase(text.rfind(','));
     AuthEventG7 g7;
     EXPECT_FALSE(g7.LoadFromBackupString(text));
     EXPECT_EQ(g7.time, kTime);
-    ASSERT_EQ(log.Lines("AuthEventG7").size(), 1u);
-    EXPECT_EQ(
-        log.Lines("AuthEventG7")[0].text.find("[" + g7_sig + "] failed to parse str:',87.26,"), 0u);
-
-    log.Clear();
+    EXPECT_EQ(only_line("AuthEventG7")
+                  .find(sig + "G7::LoadFromBackupString(std::string &)] failed "
+                              "to parse str:',87.26,"),
+              0u);
     text = "garbage";
     EXPECT_FALSE(g7.LoadFromBackupString(text));
-    EXPECT_TRUE(log.Contains(ANDROID_LOG_ERROR, "AuthEventG7",
-                             "[" + g7_sig + "] AuthEvent failed to load 'garbage'"));
+    EXPECT_EQ(only_line("AuthEventG7"),
+              sig + "G7::LoadFromBackupString(std::string &)] AuthEvent failed to load 'garbage'");
 }
 
 }  // namespace
