@@ -17,9 +17,8 @@
 namespace android::fp_utils {
 namespace {
 
-constexpr char kTag[] = "DynamicExposure";
+constexpr char kTag[] = "DynamicExposure", kPrefix[] = "persist.vendor.udfps.dynamic.exposure.";
 constexpr char kFlag[] = "persist.vendor.udfps.dynamic_exposure_supported";
-constexpr char kPrefix[] = "persist.vendor.udfps.dynamic.exposure.";
 constexpr int kInfo = ANDROID_LOG_INFO, kError = ANDROID_LOG_ERROR;
 const char* const kProps[] = {"number_of_attempts",      "expo_change_unit_denominator",
                               "frr_threshold",           "image_quality_threshold",
@@ -37,30 +36,30 @@ void Record(void* ctx, float expo, float base) {
     static_cast<decltype(seen)*>(ctx)->emplace_back(expo, base);
 }
 
-// Runs `body` in a child process with the feature `on`, the tunables set to `values` and
-// Record as the callback. The child's failed checks go to stderr, where the parent shows them.
-void InChild(bool on, const std::vector<std::string>& values, void (*body)(DynamicExposure&)) {
-    EXPECT_EXIT(
-        {
-            android::base::SetProperty(kFlag, on ? "true" : "");
-            for (size_t i = 0; i < values.size(); ++i)
-                android::base::SetProperty(kPrefix + std::string(kProps[i]), values[i]);
-            DynamicExposure::GetInstance().SetExpoChangedCallback(&seen, Record);
-            body(DynamicExposure::GetInstance());
-            const auto& r = *::testing::UnitTest::GetInstance()->current_test_info()->result();
-            for (int i = 0; i < r.total_part_count(); ++i) std::cerr << r.GetTestPartResult(i);
-            _exit(r.Failed() ? 1 : 0);
-        },
-        ::testing::ExitedWithCode(0), "");
+// The child's part of IN_CHILD: the feature `on`, the tunables set to `values`, Record as the
+// callback, then `body`. A child's failed checks go to stderr, where the parent shows them.
+void Child(bool on, const std::vector<std::string>& values, void (*body)(DynamicExposure&)) {
+    android::base::SetProperty(kFlag, on ? "true" : "");
+    for (size_t i = 0; i < values.size(); ++i)
+        android::base::SetProperty(kPrefix + std::string(kProps[i]), values[i]);
+    DynamicExposure::GetInstance().SetExpoChangedCallback(&seen, Record);
+    body(DynamicExposure::GetInstance());
+    const auto& r = *::testing::UnitTest::GetInstance()->current_test_info()->result();
+    for (int i = 0; i < r.total_part_count(); ++i) std::cerr << r.GetTestPartResult(i);
+    _exit(r.Failed());
 }
+#define IN_CHILD(...) EXPECT_EXIT(Child(__VA_ARGS__), ::testing::ExitedWithCode(0), "")
 
 void Feed(int n, bool ok, int32_t iq, int32_t raw, int8_t acquired = 1) {
     auto e = std::make_shared<AuthEventG7>();
-    e->acquired_info = acquired;
-    e->auth_successful = ok;
-    e->iq = iq;
-    e->rawmean_delta = raw;
+    e->acquired_info = acquired, e->auth_successful = ok, e->iq = iq, e->rawmean_delta = raw;
     for (int i = 0; i < n; ++i) DynamicExposure::GetInstance().FeedAuthAttempt(e);
+}
+
+// A new calibration, then `steps` one by one.
+void Calibrate(float cali, float cali_base, std::initializer_list<StepAdjustment> steps = {}) {
+    DynamicExposure::GetInstance().UpdateCaliExpo(cali, cali_base);
+    for (StepAdjustment step : steps) DynamicExposure::GetInstance().AdjustExposure(step);
 }
 
 // Checks the dump: with tunables `v` the feature is on and `stats` follows them; else it is off.
@@ -79,15 +78,12 @@ void ExpectDump(const std::vector<unsigned>& v, const char* stats = "") {
 // all the same, in float arithmetic: this calibration rounds differently at step 1 in any
 // other order of the arithmetic.
 TEST(DynamicExposure, StepsWithTheFeatureOff) {
-    InChild(false, {}, [](auto& de) {
+    IN_CHILD(false, {}, [](auto&) {
         android::base::SetProperty(kFlag, "true");
         EXPECT_FALSE(IsDynamicExposureSupported());
         ExpectDump({});
-        Feed(1, false, 0, 0);  // ignored
-        const float cali = 10.1479998f, cali_base = 12.1160002f;
-        de.UpdateCaliExpo(cali, cali_base);
-        de.AdjustExposure(kStepUp);
-        const float base = cali_base + (1 * 1000.0f) / 60.0f;
+        const float cali = 10.1479998f, cali_base = 12.1160002f, base = cali_base + 1000.0f / 60;
+        Calibrate(cali, cali_base, {kStepUp});
         EXPECT_EQ(seen, (decltype(seen){{(cali * base) / cali_base, base}}));
     });
 }
@@ -98,46 +94,38 @@ TEST(DynamicExposure, StepsWithTheFeatureOff) {
 // attempts, over 50 % rejected, IQ below 60 and raw mean above 200 is too bright; the step
 // clears the statistics, so the three fresh attempts after it are too few.
 TEST(DynamicExposure, TunablesReadFromTheirProperties) {
-    InChild(true, {"4", "500", "50", "60", "200", "100", "120000", "8000"}, [](auto& de) {
+    IN_CHILD(true, {"4", "500", "50", "60", "200", "100", "120000", "8000"}, [](auto& de) {
         testing::LogCapture log;
         ExpectDump({4, 500, 50, 60, 200, 100, 120000, 8000},
                    "0 attempts:\n    FRR: 0.00%\n    Avg IQ: 0.00\n    Avg raw mean: 0.00\n");
         EXPECT_EQ(de.auth_stats->max_attempts_, 4u);
         de.SetExpoChangedCallback(nullptr, nullptr);
-        de.UpdateCaliExpo(118, 0);
-        de.AdjustExposure(kStepUp);
-        de.UpdateCaliExpo(118, 118);
-        de.AdjustExposure(kStepUp);
+        Calibrate(118, 0, {kStepUp});
+        Calibrate(118, 118, {kStepUp});
         de.SetExpoChangedCallback(&seen, Record);
-        de.AdjustExposure(kStepUp);  // 120
-        de.AdjustExposure(kStepUp);
-        EXPECT_EQ(log.Lines(kTag),
-                  (std::vector<testing::LogLine>{
-                      {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:0.000"},
-                      {kError, kTag, "[AdjustExposure] cali_expo is not initialized"},
-                      {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:118.000"},
-                      {kError, kTag, "[AdjustExposure] expo changed cb is not registered"},
-                      {kInfo, kTag, "[AdjustExposure] adjustment step:1, unit:2.000"},
-                      {kInfo, kTag, "[AdjustExposure] cali expo:118.000, base:118.000"},
-                      {kInfo, kTag, "[AdjustExposure] adjust to expo:120.000, base:120.000"},
-                      {kError, kTag,
-                       "[AdjustExposure] target expo(122.000) > upper bound(120.000), skip"}}));
-        de.UpdateCaliExpo(10, 10);  // 12
-        de.AdjustExposure(kStepDown);
-        de.AdjustExposure(kStepDown);  // 8
-        de.AdjustExposure(kStepDown);
+        Calibrate(118, 118, {kStepUp, kStepUp});  // 120, then beyond the bound
+        const std::vector<testing::LogLine> want_log = {
+            {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:0.000"},
+            {kError, kTag, "[AdjustExposure] cali_expo is not initialized"},
+            {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:118.000"},
+            {kError, kTag, "[AdjustExposure] expo changed cb is not registered"},
+            {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:118.000"},
+            {kInfo, kTag, "[AdjustExposure] adjustment step:1, unit:2.000"},
+            {kInfo, kTag, "[AdjustExposure] cali expo:118.000, base:118.000"},
+            {kInfo, kTag, "[AdjustExposure] adjust to expo:120.000, base:120.000"},
+            {kError, kTag, "[AdjustExposure] target expo(122.000) > upper bound(120.000), skip"}};
+        EXPECT_EQ(log.Lines(kTag), want_log);
+        Calibrate(10, 10, {kStepDown, kStepDown, kStepDown});  // 12; 10, 8, then below the bound
         EXPECT_TRUE(log.Contains(kError, kTag,
                                  "[AdjustExposure] target expo(6.000) < lower bound(8.000), skip"));
         EXPECT_TRUE(log.Contains(kInfo, kTag, "UpdateCaliExpo: recalculate new exposure time"));
-        de.UpdateCaliExpo(130, 130);  // step -1: 128
-        de.AdjustExposure(kStepDown);
-        de.UpdateCaliExpo(6, 6);  // step -2: 2
-        de.AdjustExposure(kStepUp);
-        de.UpdateCaliExpo(20, 20);  // step -1: 18
+        Calibrate(130, 130, {kStepDown});  // step -1: 128, then 126
+        Calibrate(6, 6, {kStepUp});        // step -2: 2, then 4
+        Calibrate(20, 20);                 // step -1: 18
         Feed(7, false, 50, 250);
-        const float want[] = {120, 12, 10, 8, 128, 126, 2, 4, 18, 16};  // base = expo
-        for (size_t i = 0; i < 10; ++i) EXPECT_EQ(seen.at(i), std::make_pair(want[i], want[i]));
-        EXPECT_EQ(seen.size(), 10u);
+        decltype(seen) want;
+        for (float expo : {120, 12, 10, 8, 128, 126, 2, 4, 18, 16}) want.emplace_back(expo, expo);
+        EXPECT_EQ(seen, want);
     });
 }
 
@@ -145,13 +133,13 @@ TEST(DynamicExposure, TunablesReadFromTheirProperties) {
 // 20 % rejected, mean IQ below 28, mean raw mean below 1500 (up) or above 2500 (down); each
 // threshold must be passed, not met. A step refused keeps the statistics.
 TEST(DynamicExposure, FeedStepsOnlyPastEveryThreshold) {
-    InChild(true, {"abc", "-1", "4294967296", "12x", "", "1.5", " ", "0x"}, [](auto& de) {
+    IN_CHILD(true, {"abc", "-1", "4294967296", "12x", "", "1.5", " ", "0x"}, [](auto& de) {
         testing::LogCapture log;
-        de.UpdateCaliExpo(149, 149);
+        Calibrate(149, 149);
         Feed(10, false, 10, 900);  // up to 165.667: beyond the bound
         ExpectDump({10, 60, 20, 28, 2500, 1500, 150000, 10000},
                    "10 attempts:\n    FRR: 100.00%\n    Avg IQ: 10.00\n    Avg raw mean: 900.00\n");
-        de.UpdateCaliExpo(50, 50);
+        Calibrate(50, 50);
         // Each threshold met but not passed, then passed, over ten fresh attempts; the last
         // eight of the last row never reached matching: held, but left out of the FRR.
         // Rows: rejects, IQ, raw mean, acquired_info of the others, steps taken so far.

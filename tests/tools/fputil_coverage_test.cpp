@@ -2,10 +2,10 @@
 // as a finding, and bad arguments refused with their reason, the usage line and exit status 2.
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "tests/tools/run_tool.h"
 
@@ -42,19 +42,15 @@ TEST(FputilCoverage, FiguresFindingsAndBadArguments) {
         {"--sensor rect:0,5,1,4 --touch circle:5,5,5", 2, "", "RIGHT, nor TOP BOTTOM"},
         {SHAPES "--prop x_axis_scan_points", 2, "", "expected NAME=VALUE"},
         {SHAPES "--prop scan=3", 2, "", "unknown property 'scan'"},
-        {SHAPES "--prop x_axis_scan_points=3x", 2, "", "VALUE must be a whole number"},
-    };
+        {SHAPES "--prop x_axis_scan_points=3x", 2, "", "VALUE must be a whole number"}};
     for (const auto& [line, status, out, err] : runs) {
-        std::vector<std::string> args = {"coverage"};
-        std::istringstream words(line);
-        for (std::string word; words >> word;) args.push_back(word);
-        const testing::ToolRun r = testing::RunTool(FPUTIL_PATH, args);
-        EXPECT_EQ(r.status, status) << line << ": " << r.err;
-        EXPECT_TRUE(r.out.find(out) != std::string::npos && r.out.empty() == (status == 2))
-            << line << ": " << r.out;
+        std::istringstream words(std::string("coverage ") + line);
+        auto r = testing::RunTool(FPUTIL_PATH, {std::istream_iterator<std::string>(words), {}});
         const size_t usage = r.err.find("\nusage: fputil coverage --sensor");
-        EXPECT_TRUE(r.err.find(err) < usage && (usage != std::string::npos) == (status == 2))
-            << line << ": " << r.err;
+        EXPECT_TRUE(r.status == status && r.out.find(out) != r.out.npos &&
+                    r.out.empty() == (status == 2) && r.err.find(err) < usage &&
+                    (usage != r.err.npos) == (status == 2))
+            << line << ": status " << r.status << ", " << r.out << r.err;
     }
 }
 
