@@ -3,33 +3,29 @@
 #include <errno.h>
 #include <unistd.h>
 
-#include <sstream>
+#include <iostream>
 
 #include "tests/support/fixture.h"
 
-namespace android {
-namespace fp_utils {
+namespace android::fp_utils {
 namespace {
 
 const std::string kPlat = "/sys/firmware/devicetree/base/chosen/plat/";
 
 TEST(VersionCompareTest, EqualOnlyForTheSameBytes) {
-    for (const char* same : {"", "1.2.3"}) EXPECT_TRUE(VersionCompare::checkEqual(same, same));
-    // No trimming, no case folding, no numbers, and no stop at a zero byte.
-    const char* unequal[][2] = {{"a", "a "}, {"a", "A"}, {"1.0", "1.00"}};
-    for (auto& c : unequal) EXPECT_FALSE(VersionCompare::checkEqual(c[0], c[1])) << c[1];
-    EXPECT_FALSE(VersionCompare::checkEqual(std::string("a\0b", 3), std::string("a\0c", 3)));
+    // Equal pairs, then no trimming, no case folding, no numbers, and no stop at a zero byte.
+    const std::string pairs[][2] = {{"", ""},   {"1.2.3", "1.2.3"}, {"a", "a "},
+                                    {"a", "A"}, {"1.0", "1.00"},    {{"a\0b", 3}, {"a\0c", 3}}};
+    for (auto& [a, b] : pairs) EXPECT_EQ(VersionCompare::checkEqual(a, b), a == b) << b;
 }
 
 // Run in a child, whose first GetInstance reads the tree (a second one reads nothing more):
 // writes the six values and the log lines to stderr.
 void FirstReadInChild(const testing::TempRoot& root, const testing::LogCapture& log) {
     const DevCdtInfo& info = (DevCdtInfo::GetInstance(), DevCdtInfo::GetInstance());
-    std::ostringstream got;
-    got << std::hex << info.GetPlatform() << ' ' << info.GetProduct() << ' ' << info.GetStage()
-        << ' ' << info.GetMajor() << ' ' << info.GetMinor() << ' ' << info.GetVariant() << '\n';
-    for (const testing::LogLine& line : log.Lines()) got << line << '\n';
-    fputs(got.str().c_str(), stderr);
+    fprintf(stderr, "%x %x %x %x %x %x\n", info.GetPlatform(), info.GetProduct(), info.GetStage(),
+            info.GetMajor(), info.GetMinor(), info.GetVariant());
+    for (const testing::LogLine& line : log.Lines()) std::cerr << line << '\n';
     testing::RemoveTreeOnHost(root.dir());  // the child leaves without running destructors
     _exit(0);
 }
@@ -54,5 +50,4 @@ TEST_F(DevCdtInfoDeathTest, ReadsEachItemAsOneBigEndianCellOnceThenLogsTheSix) {
 }
 
 }  // namespace
-}  // namespace fp_utils
-}  // namespace android
+}  // namespace android::fp_utils
