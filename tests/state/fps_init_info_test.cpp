@@ -1,11 +1,13 @@
 #include "fp_utils/fps_init_info.h"
 
+#include <android-base/file.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <thread>
 
 #include "tests/support/fixture.h"
@@ -85,9 +87,14 @@ TEST_F(FpsInitInfoTest, SecondErrorWaitsUntilTheFirstLogCopyIsComplete) {
     std::thread first([&] { info_.SetError("first"); });
     // Up to 10 s for the first caller to publish: it then holds the lock until its copy ends.
     for (int i = 0; i < 10000 && base::GetProperty(kProperty, "").empty(); ++i) usleep(1000);
-    // Had the lock been let go during that copy, the second caller would publish at once.
-    std::thread second([&] { info_.SetError("second"); });
-    usleep(300000);
+    std::atomic<pid_t> tid{0};
+    std::thread second([&] { tid = gettid(), info_.SetError("second"); });
+    // Asleep, the second caller waits either on the record's lock (nothing published yet) or,
+    // had the lock been let go during the first copy, in its own copy after publishing.
+    std::string stat;
+    for (int i = 0; i < 10000 && stat.find(") S ") == stat.npos; ++i, usleep(1000))
+        base::ReadFileToString("/proc/self/task/" + std::to_string(tid) + "/stat", &stat);
+    EXPECT_NE(stat.find(") S "), stat.npos);
     EXPECT_EQ(base::GetProperty(kProperty, "").find("second"), std::string::npos);
     root_.Remove(kTrustyLog), root_.WriteFile(kTrustyLog, "");  // what the second copy reads
     close(writer), first.join(), second.join();
