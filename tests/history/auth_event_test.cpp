@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/support/log_capture.h"
 
 namespace android {
@@ -15,23 +17,10 @@ const std::string kStamp = "2025-02-04 06:25:07 ";
 
 AuthEventG7 Event(int8_t info, bool ok = false, uint32_t rc = 0) {
     AuthEventG7 e;
-    e.time = kTime;
-    e.acquired_info = info;
-    e.auth_successful = ok;
-    e.rc = rc;
-    e.fid = -7;
-    e.latency = 150;
-    e.iq = 60;
-    e.t_cov = 87.256f;
-    e.t_dist = 1.5f;
-    e.lptw = 4000000000u;
-    e.rawmean_delta = -250;
-    e.metric_3 = -5;
-    e.match_score = 4321;
-    for (int i = 0; i < 5; ++i) {
-        e.stitch_img_num_[i] = i + 1;
-        e.stitch_img_area_[i] = -(i + 10);
-    }
+    e.time = kTime, e.acquired_info = info, e.auth_successful = ok, e.rc = rc;
+    e.fid = -7, e.latency = 150, e.iq = 60, e.t_cov = 87.256f, e.t_dist = 1.5f;
+    e.lptw = 4000000000u, e.rawmean_delta = -250, e.metric_3 = -5, e.match_score = 4321;
+    for (int i = 0; i < 5; ++i) e.stitch_img_num_[i] = i + 1, e.stitch_img_area_[i] = -(i + 10);
     return e;
 }
 
@@ -78,14 +67,11 @@ TEST(AuthEventText, FailureReasonsInOrder) {
         e.rawmean_delta = delta;
         return e.GetAuthFailureReason();
     };
-    EXPECT_EQ(reason(1164, 0), "reason:Too Dark");
-    EXPECT_EQ(reason(1013, -1001), "reason:Too Dark");
-    EXPECT_EQ(reason(1013, -1000), "reason:Image Partial");
-    EXPECT_EQ(reason(1014, 0), "reason:Low quality");
-    EXPECT_EQ(reason(1137, 0), "reason:Spoof");
-    EXPECT_EQ(reason(1138, 0), "reason:Residual");
-    EXPECT_EQ(reason(1513, 0), "reason:Too bright");
-    EXPECT_EQ(reason(0, 0), "reason:Off target");
+    const std::tuple<uint32_t, int32_t, std::string> cases[] = {
+        {1164, 0, "Too Dark"},    {1013, -1001, "Too Dark"}, {1013, -1000, "Image Partial"},
+        {1014, 0, "Low quality"}, {1137, 0, "Spoof"},        {1138, 0, "Residual"},
+        {1513, 0, "Too bright"},  {0, 0, "Off target"}};
+    for (const auto& [rc, delta, text] : cases) EXPECT_EQ(reason(rc, delta), "reason:" + text);
 
     e.metric_1 = 225220215;
     e.metric_2 = 83205205;

@@ -21,8 +21,10 @@ TEST(Crc32, CheckValueAndEmptyInput) {
 TEST(Crc32, MatchesZlibOnEdgeAndRandomInputs) {
     std::mt19937 rng(1234);
     std::vector<uint8_t> data(4096);
-    for (auto& b : data) b = static_cast<uint8_t>(rng());
-    std::vector<size_t> lengths = {1, 2, 3, 7, 8, 9, 31, 32, 33, 255, 256, 1023, 1024, 4096};
+    for (size_t i = 0; i < data.size(); ++i) {
+        data[i] = i < 300 ? 0 : i < 600 ? 0xFF : static_cast<uint8_t>(rng());  // runs, then noise
+    }
+    std::vector<size_t> lengths = {1, 2, 3, 7, 8, 9, 31, 32, 33, 255, 256, 300, 1023, 1024, 4096};
     for (int i = 0; i < 200; ++i) lengths.push_back(rng() % data.size() + 1);
     for (size_t length : lengths) {
         size_t offset = rng() % (data.size() - length + 1);
@@ -30,9 +32,6 @@ TEST(Crc32, MatchesZlibOnEdgeAndRandomInputs) {
         EXPECT_EQ(android::fp_utils::crc32(data.data() + offset, length), expected)
             << "length " << length << " offset " << offset;
     }
-    std::vector<uint8_t> ones(300, 0xFF), zeros(300, 0);
-    EXPECT_EQ(android::fp_utils::crc32(ones.data(), ones.size()), ::crc32(0L, ones.data(), 300));
-    EXPECT_EQ(android::fp_utils::crc32(zeros.data(), zeros.size()), ::crc32(0L, zeros.data(), 300));
 }
 
 }  // namespace

@@ -1,52 +1,36 @@
 #include "tests/tools/run_tool.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 
 namespace android {
 namespace fp_utils {
 namespace testing {
-namespace {
-
-std::string ReadAll(int fd) {
-    std::string out;
-    char buf[4096];
-    ssize_t n;
-    while ((n = read(fd, buf, sizeof(buf))) > 0) out.append(buf, static_cast<size_t>(n));
-    return out;
-}
-
-}  // namespace
 
 ToolRun RunTool(const std::string& program, const std::vector<std::string>& args) {
+    // Each word in single quotes, so the shell passes it as it stands.
+    auto quote = [](const std::string& word) {
+        std::string out = "'";
+        for (char c : word) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        return out + "'";
+    };
+    char err_path[] = "/tmp/fp_utils_tool_err.XXXXXX";
+    close(mkstemp(err_path));
+    std::string command = quote(program);
+    for (const std::string& a : args) command += " " + quote(a);
+    FILE* pipe = popen((command + " 2>" + err_path).c_str(), "r");
     ToolRun run;
-    // Output goes through temporary files, so a chatty tool never blocks on a full pipe.
-    FILE* out = tmpfile();
-    FILE* err = tmpfile();
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fileno(out), 1);
-        dup2(fileno(err), 2);
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(program.c_str()));
-        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    if (WIFEXITED(status)) run.status = WEXITSTATUS(status);
-    lseek(fileno(out), 0, SEEK_SET);
-    lseek(fileno(err), 0, SEEK_SET);
-    run.out = ReadAll(fileno(out));
-    run.err = ReadAll(fileno(err));
-    fclose(out);
-    fclose(err);
+    for (int c; (c = fgetc(pipe)) != EOF;) run.out += static_cast<char>(c);
+    int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    std::ifstream err(err_path);
+    run.err.assign(std::istreambuf_iterator<char>(err), {});
+    unlink(err_path);
     return run;
 }
 

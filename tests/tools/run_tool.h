@@ -14,7 +14,7 @@ struct ToolRun {
     std::string err;  // standard error
 };
 
-// Runs `program` with `args` (no shell), in the current environment.
+// Runs `program` with `args` (each passed as it stands), in the current environment.
 ToolRun RunTool(const std::string& program, const std::vector<std::string>& args);
 
 }  // namespace testing
