@@ -5,6 +5,8 @@
 #include <cstdio>
 
 #include "history/backup_file.h"
+#include "history/false_rejection.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
@@ -59,14 +61,9 @@ void AuthStats::AddAttempt(std::shared_ptr<AuthEvent> event) {
 }
 
 std::string AuthStats::ToDebugString() {
-    float frr = auth_attempts_ == 0 ? 0.0f
-                                    : static_cast<float>(auth_rejects_) /
-                                          static_cast<float>(auth_attempts_) * 100.0f;
-    char buf[1024] = {};
-    snprintf(buf, sizeof(buf),
-             "total_attempts:%d, auth_attempts:%d, auth_rejects:%d, frr:%.2f%%, avg_iq:%.2f",
-             total_attempts_, auth_attempts_, auth_rejects_, frr, avg_iq_);
-    return buf;
+    return FormatFixed(
+        kLongText, "total_attempts:%d, auth_attempts:%d, auth_rejects:%d, frr:%.2f%%, avg_iq:%.2f",
+        total_attempts_, auth_attempts_, auth_rejects_, FalseRejectionRate(*this), avg_iq_);
 }
 
 void AuthStats::PushAttempt(std::shared_ptr<AuthEvent> event) {
@@ -143,9 +140,8 @@ void AuthStatsG7::AddAttempt(std::shared_ptr<AuthEvent> event) {
 }
 
 std::string AuthStatsG7::ToDebugString() {
-    char buf[1024] = {};
-    snprintf(buf, sizeof(buf), ", avg_rawmean_delta:%.2f", avg_rawmean_delta_);
-    return AuthStats::ToDebugString() + buf;
+    return AuthStats::ToDebugString() +
+           FormatFixed(kLongText, ", avg_rawmean_delta:%.2f", avg_rawmean_delta_);
 }
 
 void AuthStatsG7::PushAttempt(std::shared_ptr<AuthEvent> event) {
