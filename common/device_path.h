@@ -12,15 +12,11 @@
 namespace android {
 namespace fp_utils {
 
-#if defined(__ANDROID__)
-inline std::string DevicePath(const std::string& path) {
-    return path;
-}
-#else
-// Returns FP_UTILS_ROOT followed by `path` for an absolute path when the root is set,
-// otherwise `path` unchanged. The variable is read on every call, so a test may change it.
+// Where `path` lives on this machine: on a device `path` itself; on a host FP_UTILS_ROOT
+// followed by `path` for an absolute path when the root is set, otherwise `path` unchanged.
+// The variable is read on every call, so a test may change it. Each build compiles one half:
+// device_path_android.cpp (Android.bp) or device_path_host.cpp (CMake).
 std::string DevicePath(const std::string& path);
-#endif
 
 }  // namespace fp_utils
 }  // namespace android

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "common/device_path.h"
 #include "fp_utils/auth_stats.h"
 #include "history/backup_file.h"
 #include "host/support/temp_root.h"
@@ -27,7 +28,10 @@ const android::fp_utils::host::TempRoot& Root() {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace android::fp_utils;
     __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
-    std::string path = Root().Path("/data/vendor/fingerprint/AuthStats.fuzz");
+    // Where the history below loads from: inside the private tree on a host, the device path
+    // itself on a device (a history of the fuzzer's own, which the HAL never reads).
+    Root();
+    std::string path = DevicePath("/data/vendor/fingerprint/AuthStats.fuzz");
     std::string bytes(reinterpret_cast<const char*>(data), size);
 
     UniqueFile file(fmemopen(bytes.data(), bytes.size(), "r"));

@@ -1,11 +1,12 @@
-#include "common/device_path.h"
-
+// The host half of the root mapping: a host build compiles this file, a device build
+// compiles device_path_android.cpp instead.
 #include <cstdlib>
+
+#include "common/device_path.h"
 
 namespace android {
 namespace fp_utils {
 
-#if !defined(__ANDROID__)
 std::string DevicePath(const std::string& path) {
     const char* root = getenv("FP_UTILS_ROOT");
     if (root == nullptr || root[0] == '\0' || path.empty() || path[0] != '/') {
@@ -20,7 +21,6 @@ std::string DevicePath(const std::string& path) {
     }
     return mapped + path;
 }
-#endif
 
 }  // namespace fp_utils
 }  // namespace android

@@ -1,0 +1,12 @@
+// The device half of the root mapping: on a device every path is used as it stands.
+#include "common/device_path.h"
+
+namespace android {
+namespace fp_utils {
+
+std::string DevicePath(const std::string& path) {
+    return path;
+}
+
+}  // namespace fp_utils
+}  // namespace android
