@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "common/device_path.h"
+#include "root_mapping/device_path.h"
 #include "fp_utils/auth_stats.h"
 #include "history/backup_file.h"
 #include "host/support/temp_root.h"

@@ -1,8 +1,8 @@
 // The host half of the root mapping: a host build compiles this file, a device build
 // compiles device_path_android.cpp instead.
-#include <cstdlib>
+#include "root_mapping/device_path.h"
 
-#include "common/device_path.h"
+#include <cstdlib>
 
 namespace android {
 namespace fp_utils {

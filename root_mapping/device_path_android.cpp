@@ -1,5 +1,5 @@
 // The device half of the root mapping: on a device every path is used as it stands.
-#include "common/device_path.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {
