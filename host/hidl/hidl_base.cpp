@@ -5,6 +5,7 @@
 #include <hidl/Status.h>
 #include <log/log.h>
 
+#include <cstring>
 #include <map>
 #include <utility>
 
@@ -32,7 +33,9 @@ Status Status::fromStatusT(status_t error) {
 std::string Status::description() const {
     if (exception_ == EX_NONE) return "No error";
     if (exception_ == EX_TRANSACTION_FAILED) {
-        return "Status(EX_TRANSACTION_FAILED): '" + statusToString(error_) + "'";
+        // DEAD_OBJECT and most other transport errors are negative errno values.
+        const std::string error = error_ < 0 ? strerror(-error_) : std::to_string(error_);
+        return "Status(EX_TRANSACTION_FAILED): '" + error + "'";
     }
     return "Status(" + std::to_string(exception_) + "): '" + message_ + "'";
 }
