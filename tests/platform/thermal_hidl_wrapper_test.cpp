@@ -191,17 +191,17 @@ TEST_F(ThermalHidlWrapperTest, ConversionsKeepTheHidlRangesAndPadThresholdsWithN
 
     fake_->SetCoolingDevices({{CoolingType::NPU, "npu", 7},
                               {CoolingType::COMPONENT, "component"},
+                              {CoolingType::TPU, "tpu"},
                               {static_cast<CoolingType>(99), "future", -1}});
     std::vector<hidl::CoolingDevice> devices;
     (void)wrapper_->getCurrentCoolingDevices(
         false, hidl::CoolingType::FAN,
         [&](const ThermalStatus&, const auto& list) { devices = list; });
-    ASSERT_EQ(3u, devices.size());
+    ASSERT_EQ(4u, devices.size());
     EXPECT_EQ(hidl::CoolingType::NPU, devices[0].type);
     EXPECT_EQ(7u, devices[0].value);
-    EXPECT_EQ(hidl::CoolingType::COMPONENT, devices[1].type);
-    EXPECT_EQ(hidl::CoolingType::COMPONENT, devices[2].type);
-    EXPECT_EQ("future", devices[2].name);
+    for (size_t i = 1; i < 4; ++i) EXPECT_EQ(hidl::CoolingType::COMPONENT, devices[i].type) << i;
+    EXPECT_EQ("future", devices[3].name);
 
     const std::vector<float> seven = {1, 2, 3, 4, 5, 6, 7};
     fake_->SetThresholds(
