@@ -38,14 +38,6 @@ std::vector<Entry> Filtered(const std::vector<Entry>& all, bool filter_type, Typ
     return out;
 }
 
-// None when the status is a failure.
-template <typename Entry, typename Type>
-hidl_vec<Entry> Answered(const ThermalStatus& status, const std::vector<Entry>& all,
-                         bool filter_type, Type type) {
-    if (status.code != ThermalStatusCode::SUCCESS) return {};
-    return Filtered(all, filter_type, type);
-}
-
 }  // namespace
 
 void FakeHidlThermal::SetTemperatures(std::vector<Temperature> temperatures) {
@@ -89,61 +81,60 @@ size_t FakeHidlThermal::NotifyThrottling(const Temperature& temperature) {
     return notified;
 }
 
-ThermalStatus FakeHidlThermal::Answer() {
+ThermalStatus FakeHidlThermal::Count() {
     std::lock_guard<std::mutex> lock(mutex_);
     ++calls_;
     return status_;
 }
 
+template <typename Entry, typename Type, typename Callback>
+void FakeHidlThermal::Answer(const std::vector<Entry>& all, bool filter_type, Type type,
+                             const Callback& callback) {
+    ThermalStatus status = Count();
+    std::unique_lock<std::mutex> lock(mutex_);
+    hidl_vec<Entry> answer;
+    if (status.code == ThermalStatusCode::SUCCESS) answer = Filtered(all, filter_type, type);
+    lock.unlock();
+    callback(status, answer);
+}
+
 Return<void> FakeHidlThermal::getTemperatures(getTemperatures_cb _hidl_cb) {
-    _hidl_cb(Answer(), {});
+    _hidl_cb(Count(), {});
     return Void();
 }
 
 Return<void> FakeHidlThermal::getCpuUsages(getCpuUsages_cb _hidl_cb) {
-    _hidl_cb(Answer(), {});
+    _hidl_cb(Count(), {});
     return Void();
 }
 
 Return<void> FakeHidlThermal::getCoolingDevices(getCoolingDevices_cb _hidl_cb) {
-    _hidl_cb(Answer(), {});
+    _hidl_cb(Count(), {});
     return Void();
 }
 
 Return<void> FakeHidlThermal::getCurrentTemperatures(bool filterType, TemperatureType type,
                                                      getCurrentTemperatures_cb _hidl_cb) {
-    ThermalStatus status = Answer();
-    std::unique_lock<std::mutex> lock(mutex_);
-    hidl_vec<Temperature> answer = Answered(status, temperatures_, filterType, type);
-    lock.unlock();
-    _hidl_cb(status, answer);
+    Answer(temperatures_, filterType, type, _hidl_cb);
     return Void();
 }
 
 Return<void> FakeHidlThermal::getTemperatureThresholds(bool filterType, TemperatureType type,
                                                        getTemperatureThresholds_cb _hidl_cb) {
-    ThermalStatus status = Answer();
-    std::unique_lock<std::mutex> lock(mutex_);
-    hidl_vec<TemperatureThreshold> answer = Answered(status, thresholds_, filterType, type);
-    lock.unlock();
-    _hidl_cb(status, answer);
+    Answer(thresholds_, filterType, type, _hidl_cb);
     return Void();
 }
 
 Return<void> FakeHidlThermal::getCurrentCoolingDevices(bool filterType, CoolingType type,
                                                        getCurrentCoolingDevices_cb _hidl_cb) {
-    ThermalStatus status = Answer();
-    std::unique_lock<std::mutex> lock(mutex_);
-    hidl_vec<CoolingDevice> answer = Answered(status, cooling_devices_, filterType, type);
-    lock.unlock();
-    _hidl_cb(status, answer);
+    Answer(cooling_devices_, filterType, type, _hidl_cb);
     return Void();
 }
 
 Return<void> FakeHidlThermal::registerThermalChangedCallback(
     const sp<IThermalChangedCallback>& callback, bool filterType, TemperatureType type,
     registerThermalChangedCallback_cb _hidl_cb) {
-    ThermalStatus status = Answer();
+    ThermalStatus status = Count();
     if (status.code == ThermalStatusCode::SUCCESS) {
         std::lock_guard<std::mutex> lock(mutex_);
         registrations_.push_back({callback, filterType, type});
@@ -154,7 +145,7 @@ Return<void> FakeHidlThermal::registerThermalChangedCallback(
 
 Return<void> FakeHidlThermal::unregisterThermalChangedCallback(
     const sp<IThermalChangedCallback>& callback, unregisterThermalChangedCallback_cb _hidl_cb) {
-    ThermalStatus status = Answer();
+    ThermalStatus status = Count();
     if (status.code == ThermalStatusCode::SUCCESS) {
         std::lock_guard<std::mutex> lock(mutex_);
         for (auto it = registrations_.begin(); it != registrations_.end(); ++it) {

@@ -66,7 +66,11 @@ class FakeHidlThermal : public hardware::thermal::V2_0::IThermal {
                                                     getCurrentCoolingDevices_cb _hidl_cb) override;
 
   private:
-    hardware::thermal::V1_0::ThermalStatus Answer();
+    // Counts the call; the status it is to answer.
+    hardware::thermal::V1_0::ThermalStatus Count();
+    template <typename Entry, typename Type, typename Callback>
+    void Answer(const std::vector<Entry>& all, bool filter_type, Type type,
+                const Callback& callback);
 
     mutable std::mutex mutex_;
     std::vector<Temperature> temperatures_;

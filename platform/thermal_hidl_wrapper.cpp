@@ -22,6 +22,7 @@ using ::android::hardware::thermal::V1_0::ThermalStatus;
 using ::android::hardware::thermal::V1_0::ThermalStatusCode;
 
 namespace hidl_2_0 = ::android::hardware::thermal::V2_0;
+using AidlThermal = ::aidl::android::hardware::thermal::IThermal;
 
 namespace {
 
@@ -88,12 +89,19 @@ hidl_2_0::CoolingDevice ToHidl(const CoolingDevice& in) {
     return out;
 }
 
-// Answers a converted operation: the AIDL call's results converted, or its failure.
-template <typename AidlEntry, typename Callback>
-void Answer(const ndk::ScopedAStatus& status, const std::vector<AidlEntry>& results,
-            const Callback& callback) {
+// Answers a converted operation once: the AIDL call's results converted, or its failure, or
+// the not-initialized failure without an AIDL client.
+template <typename AidlEntry, typename Call, typename Callback>
+void Convert(const std::shared_ptr<AidlThermal>& service, const Call& call,
+             const Callback& callback) {
     using HidlEntry = decltype(ToHidl(std::declval<AidlEntry>()));
     hidl_vec<HidlEntry> converted;
+    if (service == nullptr) {
+        callback(Failure(kNotInitialized), converted);
+        return;
+    }
+    std::vector<AidlEntry> results;
+    ndk::ScopedAStatus status = call(*service, &results);
     if (!status.isOk()) {
         callback(Failure(status.getMessage()), converted);
         return;
@@ -145,44 +153,40 @@ Return<void> ThermalHidlWrapper::getCoolingDevices(getCoolingDevices_cb _hidl_cb
 
 Return<void> ThermalHidlWrapper::getCurrentTemperatures(bool filterType, TemperatureType_2_0 type,
                                                         getCurrentTemperatures_cb _hidl_cb) {
-    if (thermal_service_ == nullptr) {
-        _hidl_cb(Failure(kNotInitialized), {});
-        return Void();
-    }
-    std::vector<Temperature> temperatures;
-    ndk::ScopedAStatus status = filterType ? thermal_service_->getTemperaturesWithType(
-                                                 static_cast<TemperatureType>(type), &temperatures)
-                                           : thermal_service_->getTemperatures(&temperatures);
-    Answer(status, temperatures, _hidl_cb);
+    Convert<Temperature>(
+        thermal_service_,
+        [&](AidlThermal& service, std::vector<Temperature>* out) {
+            return filterType
+                       ? service.getTemperaturesWithType(static_cast<TemperatureType>(type), out)
+                       : service.getTemperatures(out);
+        },
+        _hidl_cb);
     return Void();
 }
 
 Return<void> ThermalHidlWrapper::getTemperatureThresholds(bool filterType, TemperatureType_2_0 type,
                                                           getTemperatureThresholds_cb _hidl_cb) {
-    if (thermal_service_ == nullptr) {
-        _hidl_cb(Failure(kNotInitialized), {});
-        return Void();
-    }
-    std::vector<TemperatureThreshold> thresholds;
-    ndk::ScopedAStatus status = filterType
-                                    ? thermal_service_->getTemperatureThresholdsWithType(
-                                          static_cast<TemperatureType>(type), &thresholds)
-                                    : thermal_service_->getTemperatureThresholds(&thresholds);
-    Answer(status, thresholds, _hidl_cb);
+    Convert<TemperatureThreshold>(
+        thermal_service_,
+        [&](AidlThermal& service, std::vector<TemperatureThreshold>* out) {
+            return filterType ? service.getTemperatureThresholdsWithType(
+                                    static_cast<TemperatureType>(type), out)
+                              : service.getTemperatureThresholds(out);
+        },
+        _hidl_cb);
     return Void();
 }
 
 Return<void> ThermalHidlWrapper::getCurrentCoolingDevices(bool filterType, CoolingType_2_0 type,
                                                           getCurrentCoolingDevices_cb _hidl_cb) {
-    if (thermal_service_ == nullptr) {
-        _hidl_cb(Failure(kNotInitialized), {});
-        return Void();
-    }
-    std::vector<CoolingDevice> devices;
-    ndk::ScopedAStatus status = filterType ? thermal_service_->getCoolingDevicesWithType(
-                                                 static_cast<CoolingType>(type), &devices)
-                                           : thermal_service_->getCoolingDevices(&devices);
-    Answer(status, devices, _hidl_cb);
+    Convert<CoolingDevice>(
+        thermal_service_,
+        [&](AidlThermal& service, std::vector<CoolingDevice>* out) {
+            return filterType
+                       ? service.getCoolingDevicesWithType(static_cast<CoolingType>(type), out)
+                       : service.getCoolingDevices(out);
+        },
+        _hidl_cb);
     return Void();
 }
 
