@@ -5,12 +5,7 @@
 
 #include "host/binder_control.h"
 
-namespace aidl {
-namespace com {
-namespace kestro {
-namespace hardware {
-namespace orvex {
-namespace display {
+namespace aidl::com::kestro::hardware::orvex::display {
 namespace {
 
 AIBinder_Class* DisplayClass() {
@@ -57,9 +52,4 @@ ndk::ScopedAStatus BpDisplay::getInterfaceVersion(int32_t* _aidl_return) {
     });
 }
 
-}  // namespace display
-}  // namespace orvex
-}  // namespace hardware
-}  // namespace kestro
-}  // namespace com
-}  // namespace aidl
+}  // namespace aidl::com::kestro::hardware::orvex::display

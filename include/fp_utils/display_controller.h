@@ -21,19 +21,9 @@
 
 struct AIBinder_DeathRecipient;
 
-namespace aidl {
-namespace com {
-namespace kestro {
-namespace hardware {
-namespace orvex {
-namespace display {
+namespace aidl::com::kestro::hardware::orvex::display {
 class IDisplay;
-}  // namespace display
-}  // namespace orvex
-}  // namespace hardware
-}  // namespace kestro
-}  // namespace com
-}  // namespace aidl
+}  // namespace aidl::com::kestro::hardware::orvex::display
 
 namespace android {
 namespace fp_utils {

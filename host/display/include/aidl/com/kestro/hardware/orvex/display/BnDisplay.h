@@ -5,12 +5,7 @@
 #include <aidl/com/kestro/hardware/orvex/display/IDisplay.h>
 #include <android/binder_interface_utils.h>
 
-namespace aidl {
-namespace com {
-namespace kestro {
-namespace hardware {
-namespace orvex {
-namespace display {
+namespace aidl::com::kestro::hardware::orvex::display {
 
 class BnDisplay : public ndk::BnCInterface<IDisplay> {
   public:
@@ -23,9 +18,4 @@ class BnDisplay : public ndk::BnCInterface<IDisplay> {
     ndk::SpAIBinder createBinder() override;
 };
 
-}  // namespace display
-}  // namespace orvex
-}  // namespace hardware
-}  // namespace kestro
-}  // namespace com
-}  // namespace aidl
+}  // namespace aidl::com::kestro::hardware::orvex::display

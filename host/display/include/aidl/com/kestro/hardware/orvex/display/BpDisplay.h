@@ -4,12 +4,7 @@
 #include <aidl/com/kestro/hardware/orvex/display/IDisplay.h>
 #include <android/binder_interface_utils.h>
 
-namespace aidl {
-namespace com {
-namespace kestro {
-namespace hardware {
-namespace orvex {
-namespace display {
+namespace aidl::com::kestro::hardware::orvex::display {
 
 class BpDisplay : public ndk::BpCInterface<IDisplay> {
   public:
@@ -20,9 +15,4 @@ class BpDisplay : public ndk::BpCInterface<IDisplay> {
     ndk::ScopedAStatus getInterfaceVersion(int32_t* _aidl_return) override;
 };
 
-}  // namespace display
-}  // namespace orvex
-}  // namespace hardware
-}  // namespace kestro
-}  // namespace com
-}  // namespace aidl
+}  // namespace aidl::com::kestro::hardware::orvex::display

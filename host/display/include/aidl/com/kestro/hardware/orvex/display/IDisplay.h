@@ -9,12 +9,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace aidl {
-namespace com {
-namespace kestro {
-namespace hardware {
-namespace orvex {
-namespace display {
+namespace aidl::com::kestro::hardware::orvex::display {
 
 class IDisplay : public ndk::ICInterface {
   public:
@@ -33,9 +28,4 @@ class IDisplay : public ndk::ICInterface {
     virtual ndk::ScopedAStatus getInterfaceVersion(int32_t* _aidl_return) = 0;
 };
 
-}  // namespace display
-}  // namespace orvex
-}  // namespace hardware
-}  // namespace kestro
-}  // namespace com
-}  // namespace aidl
+}  // namespace aidl::com::kestro::hardware::orvex::display
