@@ -159,7 +159,7 @@ Return<void> FakeHidlThermal::unregisterThermalChangedCallback(
     return Void();
 }
 
-sp<FakeHidlThermal> RegisterFakeHidlThermal() {
+sp<FakeHidlThermal> StartFakeHidlThermal() {
     sp<FakeHidlThermal> fake = new FakeHidlThermal;
     fake->registerAsService("default");
     return fake;
@@ -310,7 +310,7 @@ binder_status_t FakeAidlThermal::dump(int fd, const char** args, uint32_t numArg
     return STATUS_OK;
 }
 
-std::shared_ptr<FakeAidlThermal> RegisterFakeAidlThermal() {
+std::shared_ptr<FakeAidlThermal> StartFakeAidlThermal() {
     auto fake = ::ndk::SharedRefBase::make<FakeAidlThermal>();
     DeclareService(kAidlThermalInstance);
     AServiceManager_addService(fake->asBinder().get(), kAidlThermalInstance);

@@ -82,7 +82,7 @@ class FakeHidlThermal : public hardware::thermal::V2_0::IThermal {
 };
 
 // A FakeHidlThermal registered as the HIDL thermal 2.0 instance "default".
-sp<FakeHidlThermal> RegisterFakeHidlThermal();
+sp<FakeHidlThermal> StartFakeHidlThermal();
 
 // The instance name under which the HAL looks for the AIDL thermal service.
 constexpr char kAidlThermalInstance[] = "android.hardware.thermal.IThermal/default";
@@ -158,7 +158,7 @@ class FakeAidlThermal : public ::aidl::android::hardware::thermal::BnThermal {
 };
 
 // A FakeAidlThermal, declared and registered as kAidlThermalInstance.
-std::shared_ptr<FakeAidlThermal> RegisterFakeAidlThermal();
+std::shared_ptr<FakeAidlThermal> StartFakeAidlThermal();
 
 }  // namespace host
 }  // namespace fp_utils

@@ -148,17 +148,23 @@ TEST_F(HostBinderTest, DeathNoticesArriveOnAnotherThreadBeforeKillReturns) {
     EXPECT_FALSE(KillService(kInstance)) << "nothing left to kill";
 }
 
-TEST_F(HostBinderTest, RecipientMayDeleteItselfInItsNotice) {
+// The first notice deletes its own recipient and the one linked after it, whose notice was
+// already on its way: that one is dropped.
+TEST_F(HostBinderTest, RecipientDeletedDuringTheNoticesGetsNone) {
     auto worker = ndk::SharedRefBase::make<Worker>();
     AServiceManager_addService(worker->asBinder().get(), kInstance);
     ndk::SpAIBinder client(AServiceManager_checkService(kInstance));
-    static AIBinder_DeathRecipient* recipient = nullptr;
+    static AIBinder_DeathRecipient* first = nullptr;
+    static AIBinder_DeathRecipient* second = nullptr;
     static std::atomic<int> notices{0};
-    recipient = AIBinder_DeathRecipient_new([](void*) {
+    first = AIBinder_DeathRecipient_new([](void*) {
         ++notices;
-        AIBinder_DeathRecipient_delete(recipient);
+        AIBinder_DeathRecipient_delete(first);
+        AIBinder_DeathRecipient_delete(second);
     });
-    ASSERT_EQ(STATUS_OK, AIBinder_linkToDeath(client.get(), recipient, nullptr));
+    second = AIBinder_DeathRecipient_new([](void*) { notices += 100; });
+    ASSERT_EQ(STATUS_OK, AIBinder_linkToDeath(client.get(), first, nullptr));
+    ASSERT_EQ(STATUS_OK, AIBinder_linkToDeath(client.get(), second, nullptr));
 
     ASSERT_TRUE(KillService(kInstance));
 

@@ -35,7 +35,7 @@ class HidlTest : public ::testing::Test {
 // gone from the registry and calls through the proxy fail at transport level.
 TEST_F(HidlTest, KilledServiceFailsCallsWithDeadObject) {
     EXPECT_EQ(nullptr, IThermal::getService());
-    sp<host::FakeHidlThermal> fake = host::RegisterFakeHidlThermal();
+    sp<host::FakeHidlThermal> fake = host::StartFakeHidlThermal();
     EXPECT_EQ(nullptr, IThermal::getService("default", true));
     sp<IThermal> a = IThermal::getService(), b = IThermal::getService("default");
     ASSERT_NE(nullptr, a);
@@ -58,7 +58,7 @@ TEST_F(HidlTest, KilledServiceFailsCallsWithDeadObject) {
 }
 
 TEST_F(HidlTest, UncheckedFailedReturnAborts) {
-    host::RegisterFakeHidlThermal();
+    host::StartFakeHidlThermal();
     sp<IThermal> thermal = IThermal::getService();
     host::KillHidlService(IThermal::descriptor, "default");
     int answers = 0;
@@ -66,7 +66,7 @@ TEST_F(HidlTest, UncheckedFailedReturnAborts) {
 }
 
 TEST_F(HidlTest, ResetServicesForgetsHidlServicesToo) {
-    host::RegisterFakeHidlThermal();
+    host::StartFakeHidlThermal();
     host::ResetServices();
     EXPECT_EQ(nullptr, IThermal::getService());
     EXPECT_EQ(1u, host::HidlServiceLookups(IThermal::descriptor, "default"));

@@ -70,14 +70,14 @@ class ThermalTest : public testing::FpUtilsTest {
 };
 
 TEST_F(ThermalTest, OverAidlTheFirstSkinSensorDecidesAndHidlIsNeverAsked) {
-    auto aidl = host::RegisterFakeAidlThermal();
+    auto aidl = host::StartFakeAidlThermal();
     aidl->SetTemperatures(
         {{aidl_thermal::TemperatureType::CPU, "cpu", 90, aidl_thermal::ThrottlingSeverity::SEVERE},
          {aidl_thermal::TemperatureType::SKIN, "skin0", 36.5f,
           aidl_thermal::ThrottlingSeverity::LIGHT},
          {aidl_thermal::TemperatureType::SKIN, "skin1", 48,
           aidl_thermal::ThrottlingSeverity::SEVERE}});
-    sp<host::FakeHidlThermal> hidl = host::RegisterFakeHidlThermal();
+    sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
     InFreshProcess([&] {
         EXPECT_EQ(1, Thermal::GetInstance().GetCpuSeverity());
         EXPECT_EQ(1, Thermal::GetInstance().GetCpuSeverity());
@@ -93,7 +93,7 @@ TEST_F(ThermalTest, OverAidlTheFirstSkinSensorDecidesAndHidlIsNeverAsked) {
 TEST_F(ThermalTest, OverHidlWhenTheAidlServiceIsNotDeclared) {
     auto aidl = ::ndk::SharedRefBase::make<host::FakeAidlThermal>();
     AServiceManager_addService(aidl->asBinder().get(), host::kAidlThermalInstance);
-    sp<host::FakeHidlThermal> hidl = host::RegisterFakeHidlThermal();
+    sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
     hidl->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 50,
                             hidl_thermal::ThrottlingSeverity::EMERGENCY}});
     InFreshProcess([&] {
@@ -108,7 +108,7 @@ TEST_F(ThermalTest, DeclaredAidlServiceThatNeverStartsIsAwaitedThenHidlIsUsed) {
     host::DeclareService(host::kAidlThermalInstance);
     const std::chrono::milliseconds limit(50);
     host::SetServiceWaitLimit(limit);
-    sp<host::FakeHidlThermal> hidl = host::RegisterFakeHidlThermal();
+    sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
     hidl->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 40,
                             hidl_thermal::ThrottlingSeverity::MODERATE}});
     InFreshProcess([&] {
@@ -131,12 +131,12 @@ TEST_F(ThermalTest, WithoutServiceEveryCallTriesAgainAndAConnectionIsNeverDroppe
                           "[GetCpuSeverity] Failed to connect to Thermal HAL"});
         EXPECT_EQ(2u, log_.Count(kTag, kNotDeclared));
 
-        sp<host::FakeHidlThermal> first = host::RegisterFakeHidlThermal();
+        sp<host::FakeHidlThermal> first = host::StartFakeHidlThermal();
         first->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 45,
                                  hidl_thermal::ThrottlingSeverity::SEVERE}});
         EXPECT_EQ(3, Thermal::GetInstance().GetCpuSeverity());
         ASSERT_TRUE(host::KillHidlService(hidl_thermal::IThermal::descriptor, "default"));
-        sp<host::FakeHidlThermal> second = host::RegisterFakeHidlThermal();
+        sp<host::FakeHidlThermal> second = host::StartFakeHidlThermal();
         second->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 45,
                                   hidl_thermal::ThrottlingSeverity::SEVERE}});
         EXPECT_EQ(0, Thermal::GetInstance().GetCpuSeverity());
@@ -147,7 +147,7 @@ TEST_F(ThermalTest, WithoutServiceEveryCallTriesAgainAndAConnectionIsNeverDroppe
 }
 
 TEST_F(ThermalTest, FailureStatusAndEmptyListReportNone) {
-    sp<host::FakeHidlThermal> hidl = host::RegisterFakeHidlThermal();
+    sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
     InFreshProcess([&] {
         hidl->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 45,
                                 hidl_thermal::ThrottlingSeverity::SHUTDOWN}});
