@@ -20,8 +20,12 @@ set(FP_UTILS_HOST_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/fp_utils-host)
 # Stand-ins of platform libraries: each installed shared library, and the directory holding
 # its headers at the platform's paths (empty when its headers are the system's). Kept in the
 # order a link line needs them.
-set(FP_UTILS_STAND_INS)
-set(FP_UTILS_STAND_IN_HEADERS)
+set(FP_UTILS_STAND_INS
+    binder_ndk com.kestro.hardware.orvex.display-V4-ndk
+    hidlbase thermal_hidl_1_0 thermal_hidl_2_0 thermal_aidl)
+set(FP_UTILS_STAND_IN_HEADERS
+    ${PROJECT_SOURCE_DIR}/host/binder/include ${PROJECT_SOURCE_DIR}/host/display/include
+    ${PROJECT_SOURCE_DIR}/host/hidl/include ${PROJECT_SOURCE_DIR}/host/thermal/include)
 
 # The control archive: the objects of fp_utils_host, and the root mapping's host half, which
 # the touch device uses and libfp_utils.so keeps to itself.
@@ -58,9 +62,10 @@ endforeach()
 set(kit_dir ${CMAKE_BINARY_DIR}/host_kit)
 configure_file(cmake/fp_utils-config.cmake.in ${kit_dir}/fp_utils-config.cmake.in @ONLY)
 file(GENERATE OUTPUT ${kit_dir}/fp_utils-config.cmake INPUT ${kit_dir}/fp_utils-config.cmake.in)
-configure_file(cmake/fp_utils.pc.in ${kit_dir}/fp_utils.pc @ONLY)
-configure_file(cmake/fp_utils-host.pc.in ${kit_dir}/fp_utils-host.pc.in @ONLY)
-file(GENERATE OUTPUT ${kit_dir}/fp_utils-host.pc INPUT ${kit_dir}/fp_utils-host.pc.in)
+foreach(pc fp_utils fp_utils-host)
+  configure_file(cmake/${pc}.pc.in ${kit_dir}/${pc}.pc.in @ONLY)
+  file(GENERATE OUTPUT ${kit_dir}/${pc}.pc INPUT ${kit_dir}/${pc}.pc.in)
+endforeach()
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(${kit_dir}/fp_utils-config-version.cmake
     COMPATIBILITY SameMinorVersion)

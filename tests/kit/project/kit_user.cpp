@@ -1,7 +1,10 @@
 // Drives libfp_utils.so on the host stand-ins the way a HAL engineer's own test would: the
-// touch device answers the handler's requests and delivers a touch to its callback. Prints
-// what went wrong and exits 1, or exits 0.
+// touch device answers the handler's requests and delivers a touch to its callback, and a
+// fake display service takes the controller's LHBM switch. Prints what went wrong and exits 1,
+// or exits 0.
+#include <fp_utils/display_controller.h>
 #include <fp_utils/fps_touch_handler.h>
+#include <host/display_control.h>
 #include <host/touch_device.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -10,8 +13,10 @@
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 using namespace android::fp_utils;
 
@@ -63,6 +68,13 @@ int main() {
     }
     if (!handler.Stop()) return Fail("Stop failed");
     if (x != 250) return Fail("the touch arrived with another position");
+
+    std::shared_ptr<host::FakeDisplay> display = host::StartFakeDisplay();
+    DisplayController controller;
+    uint32_t elapsed_ms = 0;
+    if (controller.SetLhbm(true, &elapsed_ms) != 0) return Fail("SetLhbm failed");
+    std::vector<host::FakeDisplay::LhbmCall> calls = display->Calls();
+    if (calls.size() != 1 || !calls[0].enabled) return Fail("the display was not switched on");
     std::error_code error;
     std::filesystem::remove_all(dir, error);
     return 0;
