@@ -2,7 +2,6 @@
 // record parsers. A declared length above 1024 ends the process by design, so such inputs are
 // cut before that record (the reader tells where).
 #include <android/log.h>
-#include <sys/stat.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -11,21 +10,14 @@
 
 #include "fp_utils/auth_stats.h"
 #include "history/backup_file.h"
+#include "host/support/temp_root.h"
 
 namespace {
 
-std::string& Root() {
-    static std::string root = [] {
-        char dir[] = "/tmp/fp_fuzz.XXXXXX";
-        if (mkdtemp(dir) == nullptr) abort();
-        setenv("FP_UTILS_ROOT", dir, 1);
-        std::string d = dir;
-        mkdir((d + "/data").c_str(), 0700);
-        mkdir((d + "/data/vendor").c_str(), 0700);
-        mkdir((d + "/data/vendor/fingerprint").c_str(), 0700);
-        __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
-        return d;
-    }();
+// One private device tree for the whole run, removed at exit.
+const android::fp_utils::host::TempRoot& Root() {
+    static const android::fp_utils::host::TempRoot root;
+    if (!root.ok()) abort();
     return root;
 }
 
@@ -33,7 +25,8 @@ std::string& Root() {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace android::fp_utils;
-    std::string path = Root() + "/data/vendor/fingerprint/AuthStats.fuzz";
+    __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+    std::string path = Root().Path("/data/vendor/fingerprint/AuthStats.fuzz");
     std::string bytes(reinterpret_cast<const char*>(data), size);
 
     FILE* file = fmemopen(bytes.data(), bytes.size(), "r");

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/log_capture.h"
+#include "tests/support/fixture.h"
 
 namespace android {
 namespace fp_utils {

@@ -1,18 +1,25 @@
 #include "tools/fputil/backup_report.h"
 
+#include <android-base/file.h>
+
 #include <cerrno>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
-#include "tools/fputil/hal_log.h"
+#include "host/support/log_capture.h"
+#include "host/support/temp_root.h"
 
 namespace fputil {
 
+using android::base::ReadFileToString;
+using android::base::WriteStringToFile;
 using android::fp_utils::BackupFileKind;
 using android::fp_utils::BackupReader;
 using android::fp_utils::BackupRecord;
+using android::fp_utils::host::LogCapture;
+using android::fp_utils::host::TempRoot;
 
 namespace {
 
@@ -40,20 +47,20 @@ std::string DevicePathOf(const BackupFileKind& kind, const std::string& name) {
 // left loaded in `history`; when `rewritten` is given it receives the file after a save.
 bool LoadInScratch(const BackupFileKind& kind, const std::string& name, const std::string& bytes,
                    History* history, std::string* rewritten, std::string* error) {
-    ScratchRoot scratch;
+    TempRoot scratch;
     if (!scratch.ok()) {
         *error = std::string("cannot make a scratch directory: ") + strerror(errno);
         return false;
     }
-    std::string host = scratch.HostPath(DevicePathOf(kind, name));
-    if (!MakeParentDirs(host) || !WriteWholeFile(host, bytes)) {
+    std::string host = scratch.Path(DevicePathOf(kind, name));
+    if (!WriteStringToFile(bytes, host)) {
         *error = "cannot write " + host;
         return false;
     }
     history->Load(name);
     if (rewritten != nullptr) {
         history->Save();
-        if (!ReadWholeFile(host, rewritten)) {
+        if (!ReadFileToString(host, rewritten)) {
             *error = "the container did not write " + host;
             return false;
         }
@@ -81,6 +88,7 @@ const char* VerdictName(Verdict verdict) {
 
 bool InspectBackupFile(const std::string& host_path, const ReportOptions& options,
                        FileReport* report, std::string* error) {
+    LogCapture hal_log;  // what the HAL logs goes into the report, not to stderr
     *report = FileReport();
     report->path = host_path;
     std::string name;
@@ -100,7 +108,7 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
     report->name = name;
 
     std::string bytes;
-    if (!ReadWholeFile(host_path, &bytes)) {
+    if (!ReadFileToString(host_path, &bytes, /*follow_symlinks=*/true)) {
         *error = host_path + ": " + strerror(errno);
         return false;
     }
@@ -175,14 +183,14 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
         return false;
     }
     report->record_class = history->RecordClass();
-    TakeHalLog();
+    hal_log.TakeText();
     for (RecordReport& entry : report->records) {
         if (entry.verdict != Verdict::kOk && entry.verdict != Verdict::kCutShort) continue;
         if (!history->Parse(entry.record.body, &entry.debug)) {
             entry.verdict = Verdict::kRejected;
             ++report->rejected;
         }
-        entry.log = TakeHalLog();
+        entry.log = hal_log.TakeText();
     }
 
     // Second pass: the HAL's own start-up. Skipped when it would end the process.
@@ -190,14 +198,15 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
     if (!LoadInScratch(*kind, name, bytes, history.get(), nullptr, error)) return false;
     report->kept = history->Loaded();
     report->summary = history->Summary();
-    report->hal_log = TakeHalLog();
+    report->hal_log = hal_log.TakeText();
     return true;
 }
 
 bool RepairBackupFile(const std::string& host_path, const ReportOptions& options,
                       const FileReport& report, const std::string& backup_path, std::string* error) {
+    LogCapture hal_log;  // the report already showed what the HAL logs loading this file
     std::string bytes;
-    if (!ReadWholeFile(host_path, &bytes)) {
+    if (!ReadFileToString(host_path, &bytes, /*follow_symlinks=*/true)) {
         *error = host_path + ": " + strerror(errno);
         return false;
     }
@@ -225,15 +234,15 @@ bool RepairBackupFile(const std::string& host_path, const ReportOptions& options
     if (report.terminates) input.resize(static_cast<size_t>(report.damage_offset));
     std::string rewritten;
     if (!LoadInScratch(*kind, report.name, input, history.get(), &rewritten, error)) return false;
-    TakeHalLog();
 
     // Keep the original first; touch the file only once the copy is safe.
-    if (!WriteWholeFile(backup_path, bytes)) {
+    if (!WriteStringToFile(bytes, backup_path, /*follow_symlinks=*/true)) {
         *error = "cannot keep the original as " + backup_path + ": " + strerror(errno);
         return false;
     }
     std::string temp = host_path + ".fputil-new";
-    if (!WriteWholeFile(temp, rewritten) || rename(temp.c_str(), host_path.c_str()) != 0) {
+    if (!WriteStringToFile(rewritten, temp, /*follow_symlinks=*/true) ||
+        rename(temp.c_str(), host_path.c_str()) != 0) {
         *error = "cannot rewrite " + host_path + ": " + strerror(errno);
         remove(temp.c_str());
         return false;

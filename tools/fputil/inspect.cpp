@@ -14,7 +14,6 @@
 #include "tools/fputil/backup_options.h"
 #include "tools/fputil/backup_report.h"
 #include "tools/fputil/commands.h"
-#include "tools/fputil/hal_log.h"
 #include "tools/fputil/json.h"
 
 namespace fputil {
@@ -129,7 +128,6 @@ int RunInspect(int argc, char** argv) {
         for (std::string& f : files) f = ResolveUnderRoot(args.root, f);
     }
 
-    CollectHalLog();
     int status = kExitOk;
     std::vector<std::string> json;
     for (const std::string& file : files) {

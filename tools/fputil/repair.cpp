@@ -8,7 +8,6 @@
 #include "tools/fputil/backup_options.h"
 #include "tools/fputil/backup_report.h"
 #include "tools/fputil/commands.h"
-#include "tools/fputil/hal_log.h"
 
 namespace fputil {
 namespace {
@@ -38,7 +37,6 @@ int RunRepair(int argc, char** argv) {
     if (args.files.size() != 1) return UsageError("repair", "exactly one FILE to repair");
     const std::string& file = args.files[0];
 
-    CollectHalLog();
     FileReport report;
     std::string error;
     if (!InspectBackupFile(file, args.options, &report, &error)) {
