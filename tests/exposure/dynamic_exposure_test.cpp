@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <iostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,9 +43,7 @@ void Child(bool on, const std::vector<std::string>& values, void (*body)(Dynamic
         android::base::SetProperty(kPrefix + std::string(kProps[i]), values[i]);
     DynamicExposure::GetInstance().SetExpoChangedCallback(&seen, Record);
     body(DynamicExposure::GetInstance());
-    const auto& r = *::testing::UnitTest::GetInstance()->current_test_info()->result();
-    for (int i = 0; i < r.total_part_count(); ++i) std::cerr << r.GetTestPartResult(i);
-    _exit(r.Failed());
+    testing::ExitWithChildResult();
 }
 #define IN_CHILD(...) EXPECT_EXIT(Child(__VA_ARGS__), ::testing::ExitedWithCode(0), "")
 

@@ -87,15 +87,18 @@ class FpsTouchHandlerTest : public testing::FpUtilsTest {
 
 // The flag is read once per process, so the case runs in a child.
 TEST_F(FpsTouchHandlerTest, ConfigureFailsWhereTheHandlerIsNotSupported) {
-    auto refused = [this] {
-        ScopedProperty off(kSupported, "false");
-        const bool configured = handler_->Configure({1, 2, 3, 4});
-        ScopedProperty on(kSupported, "true");  // too late: the flag was read
-        return !configured && !handler_->Configure({1, 2, 3, 4}) && !handler_->Start() &&
-               log_.Count(kTag, "opening device") == 0 &&
-               Logged(kE, "Configure: FpsTouchHandler is not supported on this device");
-    };
-    EXPECT_EXIT(exit(refused() ? 0 : 1), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(
+        {
+            ScopedProperty off(kSupported, "false");
+            EXPECT_FALSE(handler_->Configure({1, 2, 3, 4}));
+            ScopedProperty on(kSupported, "true");  // too late: the flag was read
+            EXPECT_FALSE(handler_->Configure({1, 2, 3, 4}));
+            EXPECT_FALSE(handler_->Start());
+            EXPECT_EQ(log_.Count(kTag, "opening device"), 0u);
+            EXPECT_TRUE(Logged(kE, "Configure: FpsTouchHandler is not supported on this device"));
+            testing::ExitWithChildResult();
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(FpsTouchHandlerTest, ConfigureFailsOnAMissingDevice) {

@@ -45,7 +45,11 @@ class FpStateTrackerTest : public testing::FpUtilsTest {
 // A child's tracker is fresh.
 TEST_F(FpStateTrackerTest, FingerDownTimeIsTheEpochBeforeAnyFingerDown) {
     EXPECT_EXIT(
-        exit(tracker_.GetFingerDownTime(buf_, sizeof(buf_)) == 23 && Text({}) == buf_ ? 0 : 1),
+        {
+            EXPECT_EQ(tracker_.GetFingerDownTime(buf_, sizeof(buf_)), 23);
+            EXPECT_EQ(Text({}), buf_);
+            testing::ExitWithChildResult();
+        },
         ::testing::ExitedWithCode(0), "");
 }
 
