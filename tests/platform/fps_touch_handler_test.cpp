@@ -297,16 +297,6 @@ TEST_F(FpsTouchHandlerTest, ValidRecordWithoutCallbackAborts) {
         ::testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST(TouchPollingWorkerThread, CancelPipeUseBeforeInitIsLogged) {
-    testing::LogCapture log;
-    FpsTouchHandler handler;
-    sp<TouchPollingWorkerThread> thread = new TouchPollingWorkerThread(&handler);
-    thread->WriteCancelEvent();
-    thread->ReadAndClearCancelEvent();
-    EXPECT_TRUE(log.Contains(kE, kTag, "WriteCancelEvent: invalid fd\n"));
-    EXPECT_TRUE(log.Contains(kE, kTag, "ReadAndClearCancelEvent: invalid fd\n"));
-}
-
 TEST(TouchPollingWorkerThread, CancelPipeIsNonBlockingDrainedAndClosed) {
     testing::LogCapture log;
     FpsTouchHandler handler;
