@@ -1,6 +1,7 @@
 // Feeds arbitrary bytes to the HAL's start-up load of an authentication history and to the
 // record parsers. A declared length above 1024 ends the process by design, so such inputs are
 // cut before that record (the reader tells where).
+#include <android-base/file.h>
 #include <android/log.h>
 
 #include <cstdint>
@@ -29,20 +30,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string path = Root().Path("/data/vendor/fingerprint/AuthStats.fuzz");
     std::string bytes(reinterpret_cast<const char*>(data), size);
 
-    FILE* file = fmemopen(bytes.data(), bytes.size(), "r");
+    UniqueFile file(fmemopen(bytes.data(), bytes.size(), "r"));
     if (file != nullptr) {
-        BackupReader reader(file);
+        BackupReader reader(std::move(file));
         BackupRecord record;
         BackupReader::Step step;
         while ((step = reader.Next(&record)) == BackupReader::kRecord) {
         }
         if (step == BackupReader::kLengthTooLong) bytes.resize(static_cast<size_t>(record.offset));
-        fclose(file);
     }
-    FILE* out = fopen(path.c_str(), "w");
-    if (out == nullptr) return 0;
-    fwrite(bytes.data(), 1, bytes.size(), out);
-    fclose(out);
+    if (!android::base::WriteStringToFile(bytes, path)) return 0;
 
     AuthStatsG7 stats("fuzz", 16, true);
     stats.Init();

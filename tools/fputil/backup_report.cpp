@@ -1,10 +1,10 @@
 #include "tools/fputil/backup_report.h"
 
 #include <android-base/file.h>
+#include <android-base/stringprintf.h>
 
 #include <cerrno>
 #include <cinttypes>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -14,6 +14,7 @@
 namespace fputil {
 
 using android::base::ReadFileToString;
+using android::base::StringPrintf;
 using android::base::WriteStringToFile;
 using android::fp_utils::BackupFileKind;
 using android::fp_utils::BackupReader;
@@ -26,16 +27,6 @@ namespace {
 std::string BaseName(const std::string& path) {
     size_t slash = path.find_last_of('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string Format(const char* format, ...) {
-    char buf[512];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(buf, sizeof(buf), format, args);
-    va_end(args);
-    return buf;
 }
 
 // Where the HAL keeps a file of this kind and name.
@@ -115,12 +106,12 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
     report->size = static_cast<long>(bytes.size());
 
     // First pass: the records as the HAL's reader meets them.
-    FILE* file = fopen(host_path.c_str(), "r");
+    android::fp_utils::UniqueFile file(fopen(host_path.c_str(), "r"));
     if (file == nullptr) {
         *error = host_path + ": " + strerror(errno);
         return false;
     }
-    BackupReader reader(file);
+    BackupReader reader(std::move(file));
     std::vector<std::string> good_bodies;
     for (;;) {
         RecordReport entry;
@@ -130,7 +121,7 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             if (offset < report->size) {
                 report->damaged = true;
                 report->damage_offset = offset;
-                report->damage = Format(
+                report->damage = StringPrintf(
                     "%ld bytes at offset %ld are not a record head: the HAL "
                     "stops reading there",
                     report->size - offset, offset);
@@ -143,10 +134,10 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             report->damaged = true;
             report->terminates = true;
             report->damage_offset = offset;
-            report->damage = Format("record #%zu declares %" PRIu64
-                                    " bytes, more than the HAL's 1024-byte buffer: the HAL's "
-                                    "process terminates while loading this file",
-                                    report->records.size() - 1, entry.record.length);
+            report->damage = StringPrintf("record #%zu declares %" PRIu64
+                                          " bytes, more than the HAL's 1024-byte buffer: the HAL's "
+                                          "process terminates while loading this file",
+                                          report->records.size() - 1, entry.record.length);
             break;
         }
         if (!entry.record.CrcMatches()) {
@@ -154,7 +145,7 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             report->records.push_back(entry);
             report->damaged = true;
             report->damage_offset = offset;
-            report->damage = Format(
+            report->damage = StringPrintf(
                 "record #%zu: stored checksum 0x%08x, computed 0x%08x: the HAL stops "
                 "reading here and loses the %ld bytes from offset %ld on",
                 report->records.size() - 1, entry.record.stored_crc, entry.record.computed_crc,
@@ -166,15 +157,14 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             report->damaged = true;
             report->damage_offset = offset;
             report->damage =
-                Format("record #%zu is cut short: the file holds %" PRIu64 " of its %" PRIu64
-                       " bytes; the rest comes from the previous record's bytes in the "
-                       "HAL's buffer, and the checksum still holds",
-                       report->records.size(), entry.record.bytes_read, entry.record.length);
+                StringPrintf("record #%zu is cut short: the file holds %" PRIu64 " of its %" PRIu64
+                             " bytes; the rest comes from the previous record's bytes in the "
+                             "HAL's buffer, and the checksum still holds",
+                             report->records.size(), entry.record.bytes_read, entry.record.length);
         }
         good_bodies.push_back(entry.record.body);
         report->records.push_back(std::move(entry));
     }
-    fclose(file);
 
     ReportOptions effective = options;
     std::unique_ptr<History> history = MakeHistory(*kind, effective.history, good_bodies);

@@ -1,10 +1,13 @@
 #include "tools/fputil/histories.h"
 
+#include <android-base/strings.h>
+
 #include <cstdio>
 
 #include "fp_utils/auth_stats.h"
 #include "fp_utils/enroll_event_container.h"
 #include "fp_utils/finger_size.h"
+#include "host/support/dump_text.h"
 
 namespace fputil {
 
@@ -17,6 +20,7 @@ using android::fp_utils::EnrollEventContainer;
 using android::fp_utils::EnrollEventG7;
 using android::fp_utils::FingerSize;
 using android::fp_utils::FingerSizes;
+using android::fp_utils::host::CaptureDump;
 
 namespace {
 
@@ -82,20 +86,11 @@ class EnrollHistory : public History {
     size_t Loaded() const override { return events_ ? events_->events_.size() : 0; }
 
     std::vector<std::string> Summary() override {
-        std::vector<std::string> lines;
-        if (!events_) return lines;
-        FILE* out = tmpfile();
-        if (out == nullptr) return lines;
-        events_->Dump(fileno(out), nullptr, 0);
-        rewind(out);
-        char line[1024];
-        while (fgets(line, sizeof(line), out) != nullptr) {
-            std::string text = line;
-            if (!text.empty() && text.back() == '\n') text.pop_back();
-            lines.push_back(text);
-        }
-        fclose(out);
-        return lines;
+        if (!events_) return {};
+        std::string text = CaptureDump([this](int fd) { events_->Dump(fd, nullptr, 0); });
+        if (!text.empty() && text.back() == '\n') text.pop_back();
+        if (text.empty()) return {};
+        return android::base::Split(text, "\n");
     }
 
     void Save() override {

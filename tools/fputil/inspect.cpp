@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -87,9 +88,9 @@ std::string JsonReport(const FileReport& r) {
 std::vector<std::string> BackupFilesUnder(const std::string& root) {
     std::vector<std::string> files;
     std::string dir = root + kBackupDir;
-    DIR* d = opendir(dir.c_str());
+    std::unique_ptr<DIR, int (*)(DIR*)> d(opendir(dir.c_str()), closedir);
     if (d == nullptr) return files;
-    while (struct dirent* entry = readdir(d)) {
+    while (struct dirent* entry = readdir(d.get())) {
         std::string name = entry->d_name;
         struct stat st;
         std::string path = dir + "/" + name;
@@ -98,7 +99,6 @@ std::vector<std::string> BackupFilesUnder(const std::string& root) {
             files.push_back(path);
         }
     }
-    closedir(d);
     std::sort(files.begin(), files.end());
     return files;
 }
