@@ -180,12 +180,6 @@ TEST_F(AuthStatsSavedTest, LoadingKeepsTheNewestWithinTheLimitAndWritesNothing) 
     EXPECT_EQ(root_.ReadFile(kPath), saved_);
 }
 
-TEST_F(AuthStatsSavedTest, InitAfterResetLoadsTheFileAgain) {
-    g7_.Reset();
-    g7_.Init();
-    EXPECT_EQ(g7_.total_attempts_, 5u);
-}
-
 TEST_F(AuthStatsTest, ConcurrentAddersKeepConsistentFigures) {
     AuthStats stats("stats_test", 50, true);
     stats.Init();

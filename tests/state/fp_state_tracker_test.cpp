@@ -132,7 +132,10 @@ class FingerStateTest : public testing::FpUtilsTest {
         ASSERT_TRUE(configured);
         host::ClearTouchIoctls();
     }
-    void TearDown() override { host::ClearTouchIoctlFailures(); }
+    void TearDown() override {
+        handler_->SetTouchEventCallback(nullptr);  // it refers to this case's finger state
+        host::ClearTouchIoctlFailures();
+    }
     FpsTouchHandler* handler_ = FpsTouchHandler::GetInstance();
     FingerState finger_;
 };
