@@ -13,8 +13,8 @@
 #include <mutex>
 #include <thread>
 
-#include "common/device_path.h"
 #include "host/touch_device_internal.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {

@@ -13,8 +13,8 @@
 #include <cstring>
 #include <string>
 
-#include "common/device_path.h"
 #include "platform/touch_polling_worker_thread.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {
