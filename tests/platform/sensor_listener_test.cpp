@@ -241,24 +241,27 @@ TEST_F(SensorListenerTest, APollErrorEndsThePollAndTheWorkerPollsAgain) {
 
 TEST_F(SensorListenerTest, ACallbackMayStopSampling) {
     const int light = host::AddSensor(testing::LightSensor());
-    SensorListener listener;
+    auto listener = std::make_unique<SensorListener>();
     EventRecord events;
     std::atomic<int> stop_result{-1};
-    listener.SetSensorEventCallback(kAmbientLight, [&](const ASensorEvent& e) {
-        if (e.timestamp == 2) stop_result = listener.StopSampling(kAmbientLight);
+    listener->SetSensorEventCallback(kAmbientLight, [&, l = listener.get()](const ASensorEvent& e) {
+        if (e.timestamp == 2) stop_result = l->StopSampling(kAmbientLight);
         events.Add(e);
     });
 
-    ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
+    ASSERT_EQ(0, listener->StartSampling(kAmbientLight));
     ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 5)));  // one read
-    ASSERT_TRUE(events.WaitFor(5));
+    if (!events.WaitFor(5)) {
+        listener.release();  // its worker is stuck for good; so would be its destruction
+        FAIL() << "the stop from the callback deadlocks";
+    }
     const pid_t worker = events.Thread();
     EXPECT_TRUE(WaitUntil([&] { return !testing::ThreadExists(worker); })) << "it goes on";
     EXPECT_EQ(0, stop_result);
-    EXPECT_FALSE(listener.IsAnySamplerStarted());
+    EXPECT_FALSE(listener->IsAnySamplerStarted());
     ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(6, 1)));  // not sampled
 
-    ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
+    ASSERT_EQ(0, listener->StartSampling(kAmbientLight));
     ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(7, 1)));
     ASSERT_TRUE(events.WaitFor(6));
     EXPECT_EQ((std::vector<int64_t>{1, 2, 3, 4, 5, 7}), events.Stamps());
@@ -363,9 +366,16 @@ TEST_F(SensorListenerTest, ARefusedRegistrationIsReturnedAndStartsNoWorker) {
 // lock to read, and must neither hang nor leave a thread or a descriptor behind.
 TEST_F(SensorListenerTest, ThousandStartStopCyclesWithEventsFlowingLeaveNothingBehind) {
     const int light = host::AddSensor(testing::LightSensor());
-    SensorListener listener;
-    std::atomic<int> delivered{0};
-    listener.SetSensorEventCallback(kAmbientLight, [&](const ASensorEvent&) { ++delivered; });
+    // Shared with the thread that starts and stops, which keeps it if it hangs for good.
+    struct Rig {
+        SensorListener listener;
+        std::atomic<int> delivered{0};
+        std::promise<int> cycles;
+    };
+    auto rig = std::make_shared<Rig>();
+    SensorListener& listener = rig->listener;
+    listener.SetSensorEventCallback(kAmbientLight,
+                                    [r = rig.get()](const ASensorEvent&) { ++r->delivered; });
     const int threads = ThreadCount();
     ASSERT_EQ(0, listener.StartSampling(kAmbientLight));  // the queue and the looper stay
     ASSERT_EQ(0, listener.StopSampling(kAmbientLight));
@@ -379,20 +389,26 @@ TEST_F(SensorListenerTest, ThousandStartStopCyclesWithEventsFlowingLeaveNothingB
             std::this_thread::sleep_for(std::chrono::microseconds(50));  // pacing only
         }
     });
-    auto cycles = std::async(std::launch::async, [&] {
-        for (int i = 0; i < 1000; ++i) {
-            if (listener.StartSampling(kAmbientLight) != 0) return i;
-            listener.StopSampling(kAmbientLight);
+    std::future<int> cycles = rig->cycles.get_future();
+    std::thread cycler([rig] {
+        int i = 0;
+        while (i < 1000 && rig->listener.StartSampling(kAmbientLight) == 0) {
+            rig->listener.StopSampling(kAmbientLight);
+            ++i;
         }
-        return 1000;
+        rig->cycles.set_value(i);
     });
     const bool finished = cycles.wait_for(6 * kWait) == std::future_status::ready;
     posting = false;
     poster.join();
-    ASSERT_TRUE(finished) << "a start or a stop hangs";
+    if (!finished) {
+        cycler.detach();
+        FAIL() << "a start or a stop hangs";
+    }
+    cycler.join();
 
     EXPECT_EQ(1000, cycles.get());
-    EXPECT_GT(delivered, 0);
+    EXPECT_GT(rig->delivered, 0);
     EXPECT_FALSE(listener.IsAnySamplerStarted());
     EXPECT_TRUE(WaitUntil([&] { return ThreadCount() <= threads; }));
     EXPECT_EQ(descriptors, testing::OpenDescriptorCount());
