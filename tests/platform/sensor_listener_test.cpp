@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
-#include <condition_variable>
 #include <functional>
 #include <future>
 #include <thread>
@@ -20,13 +19,11 @@ namespace android {
 namespace fp_utils {
 namespace {
 
+using host::PostSensorEvents;
 using host::SensorCall;
 using testing::EventRecord;
-using testing::kWait;
-using testing::LightEvents;
-using testing::StampRange;
-using testing::ThreadCount;
-using testing::WaitUntil;
+using testing::Events;
+using testing::Stamps;
 
 constexpr char kTag[] = "SensorListener";
 constexpr int kD = ANDROID_LOG_DEBUG, kI = ANDROID_LOG_INFO, kE = ANDROID_LOG_ERROR;
@@ -35,49 +32,26 @@ constexpr int kD = ANDROID_LOG_DEBUG, kI = ANDROID_LOG_INFO, kE = ANDROID_LOG_ER
 class PollableListener : public SensorListener {
   public:
     using SensorListener::PollSensorEvent;
-    void StopWorker() { sensor_polling_worker_thread_->Stop(); }
-};
-
-struct PollOutcome {
-    int result;
-    bool had_to_be_woken;
-};
-
-// One PollSensorEvent on this thread. A poll that still waits after kWait is woken and
-// reported as such, so that a wrong wait fails the case instead of hanging it.
-PollOutcome PollOnThisThread(PollableListener& listener) {
-    ALooper* looper = ALooper_forThread();
-    std::mutex mutex;
-    std::condition_variable cv;
-    bool done = false, woken = false;
-    std::thread watchdog([&] {
-        std::unique_lock<std::mutex> lock(mutex);
-        if (!cv.wait_for(lock, kWait, [&] { return done; })) {
-            woken = true;
-            ALooper_wake(looper);
+    void StopWorker() {
+        sensor_polling_worker_thread_->Stop();
+        // Takes the wake-up the stop may have left on this thread's looper.
+        while (ALooper_pollOnce(0, nullptr, nullptr, nullptr) == ALOOPER_POLL_WAKE) {
         }
-    });
-    const int result = listener.PollSensorEvent();
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        done = true;
     }
-    cv.notify_all();
-    watchdog.join();
-    return {result, woken};
-}
-
-// Takes a wake-up left on this thread's looper by a stop, while no event is pending.
-void DrainWakeUps() {
-    while (ALooper_pollOnce(0, nullptr, nullptr, nullptr) == ALOOPER_POLL_WAKE) {
+    // One PollSensorEvent on this thread; true in `woken` when it still waited after kWait and
+    // had to be woken, so that a wrong wait fails the case instead of hanging it.
+    int PollOnce(bool* woken) {
+        std::promise<void> done;
+        std::thread watchdog([&, looper = ALooper_forThread(), f = done.get_future()] {
+            *woken = f.wait_for(testing::kWait) != std::future_status::ready;
+            if (*woken) ALooper_wake(looper);
+        });
+        const int result = PollSensorEvent();
+        done.set_value();
+        watchdog.join();
+        return result;
     }
-}
-
-std::vector<SensorCall::Kind> CallKinds() {
-    std::vector<SensorCall::Kind> kinds;
-    for (const SensorCall& call : host::SensorCalls()) kinds.push_back(call.kind);
-    return kinds;
-}
+};
 
 class SensorListenerTest : public testing::SensorTest {
   protected:
@@ -98,14 +72,17 @@ TEST_F(SensorListenerTest, DeviceWithoutLongPressSensorStillSamplesLight) {
     EXPECT_TRUE(Logged(kI, "Found Sensor(0). name:'light', string_type:'android.sensor.light'"));
     EXPECT_TRUE(Logged(
         kE, "ConnectSensorManagerIfNeeded: Sensor(com.kestro.sensor.long_press) not found.\n"));
-    EXPECT_TRUE(Logged(kD, "Successfully connected to Sensor Manager."));
     EXPECT_TRUE(Logged(kE, "sensor[1] is not available."));
     EXPECT_FALSE(listener.IsAnySamplerStarted());
 
-    ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 3)));
+    EXPECT_EQ(0, listener.StartSampling(kAmbientLight));
+    EXPECT_EQ(0, listener.StartSampling(kAmbientLight));
+    const std::vector<SensorCall> calls = host::SensorCalls();
+    ASSERT_EQ(1u, calls.size());  // registered once, at the fastest rate, without batching
+    EXPECT_EQ((SensorCall{SensorCall::kRegister, calls[0].queue, light, 200000, 0, 0}), calls[0]);
+    ASSERT_TRUE(PostSensorEvents(light, Events(1, 3)));
     ASSERT_TRUE(events.WaitFor(3));
-    EXPECT_EQ(StampRange(1, 3), events.Stamps());
+    EXPECT_EQ(Stamps(1, 3), events.Stamps());
     EXPECT_EQ(1u, log_.Count(kTag, "not found"));  // connected once
 }
 
@@ -117,11 +94,9 @@ TEST_F(SensorListenerTest, TheLastSensorWithTheWholeStringTypeWins) {
     SensorListener listener;
 
     ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
-    const std::vector<SensorCall> calls = host::SensorCalls();
-    ASSERT_EQ(1u, calls.size());
-    EXPECT_EQ(second, calls[0].sensor);
+    ASSERT_EQ(1u, host::SensorCalls().size());
+    EXPECT_EQ(second, host::SensorCalls()[0].sensor);
     EXPECT_EQ(2u, log_.Count(kTag, "Found Sensor(0)."));
-    EXPECT_TRUE(Logged(kI, "Found Sensor(0). name:'second', string_type:'android.sensor.light'"));
 }
 
 TEST_F(SensorListenerTest, MissingSensorsAreReportedLightFirst) {
@@ -141,64 +116,40 @@ TEST_F(SensorListenerTest, MissingSensorsAreReportedLightFirst) {
     EXPECT_TRUE(Logged(kE, "sensor[0] is not available."));
 }
 
-TEST_F(SensorListenerTest, StartingTwiceRegistersOnceAtTheFastestRateWithoutBatching) {
-    const int light = host::AddSensor(testing::LightSensor());
-    SensorListener listener;
-
-    EXPECT_EQ(0, listener.StartSampling(kAmbientLight));
-    EXPECT_EQ(0, listener.StartSampling(kAmbientLight));
-    const std::vector<SensorCall> calls = host::SensorCalls();
-    ASSERT_EQ(1u, calls.size());
-    EXPECT_EQ((SensorCall{SensorCall::kRegister, calls[0].queue, light, 200000, 0, 0}), calls[0]);
-}
-
+// The light sensor has no callback: its events are read and dropped.
 TEST_F(SensorListenerTest, StoppingOneTypeKeepsTheWorkerAndStoppingBothEndsIt) {
     const int light = host::AddSensor(testing::LightSensor());
     const int long_press = host::AddSensor(testing::LongPressSensor());
     SensorListener listener;
-    EventRecord light_events, long_press_events;
-    Record(listener, kAmbientLight, light_events);
-    Record(listener, kLongPress, long_press_events);
+    EventRecord events;
+    Record(listener, kLongPress, events);
     ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
     ASSERT_EQ(0, listener.StartSampling(kLongPress));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 1)));
-    ASSERT_TRUE(light_events.WaitFor(1));
-    const pid_t worker = light_events.Thread();
+    ASSERT_TRUE(PostSensorEvents(light, Events(1, 20)));
+    ASSERT_TRUE(PostSensorEvents(long_press, Events(21, 1)));
+    ASSERT_TRUE(events.WaitFor(1));
+    const pid_t worker = events.Thread();
 
     EXPECT_EQ(0, listener.StopSampling(kAmbientLight));
     EXPECT_TRUE(listener.IsAnySamplerStarted());
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(2, 1)));  // disabled: never arrives
-    ASSERT_TRUE(host::PostSensorEvents(long_press, LightEvents(3, 1)));
-    ASSERT_TRUE(long_press_events.WaitFor(1));
-    EXPECT_EQ(worker, long_press_events.Thread());
+    ASSERT_TRUE(PostSensorEvents(long_press, Events(22, 1)));
+    ASSERT_TRUE(events.WaitFor(2));
+    EXPECT_EQ(worker, events.Thread());
 
     EXPECT_EQ(0, listener.StopSampling(kLongPress));
     EXPECT_EQ(0, listener.StopSampling(kLongPress));
     EXPECT_FALSE(listener.IsAnySamplerStarted());
-    EXPECT_TRUE(WaitUntil([&] { return !testing::ThreadExists(worker); }));
+    EXPECT_TRUE(testing::ThreadEnds(worker));
+    EXPECT_EQ(Stamps(21, 22), events.Stamps());
+    std::vector<SensorCall::Kind> kinds;
+    for (const SensorCall& call : host::SensorCalls()) kinds.push_back(call.kind);
     EXPECT_EQ((std::vector<SensorCall::Kind>{SensorCall::kRegister, SensorCall::kRegister,
                                              SensorCall::kDisable, SensorCall::kDisable}),
-              CallKinds());
-    EXPECT_EQ(std::vector<int64_t>{1}, light_events.Stamps());
-    EXPECT_EQ(std::vector<int64_t>{3}, long_press_events.Stamps());
+              kinds);
 }
 
-TEST_F(SensorListenerTest, EveryEventReachesTheCallbackInOrder) {
-    const int light = host::AddSensor(testing::LightSensor());
-    SensorListener listener;
-    EventRecord events;
-    Record(listener, kAmbientLight, events);
-
-    ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 16)));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(17, 5)));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(22, 40)));
-    ASSERT_TRUE(events.WaitFor(61));
-    EXPECT_EQ(StampRange(1, 61), events.Stamps());
-}
-
-// One poll reads 16 events at a time while the reads come back full, and ends with the first
-// short read instead of waiting for more.
+// One poll reads 16 events at a time while the reads come back full and ends with the first
+// short one; a poll error ends it with INT_MIN.
 TEST_F(SensorListenerTest, OnePollReadsUntilABatchIsShort) {
     const int light = host::AddSensor(testing::LightSensor());
     PollableListener listener;
@@ -206,37 +157,33 @@ TEST_F(SensorListenerTest, OnePollReadsUntilABatchIsShort) {
     Record(listener, kAmbientLight, events);
     ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
     listener.StopWorker();  // this thread polls instead
-    DrainWakeUps();
 
     int first = 1;
+    bool woken = false;
     for (int count : {15, 19, 33}) {
-        ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(first, count)));
-        const PollOutcome outcome = PollOnThisThread(listener);
-        EXPECT_EQ(0, outcome.result) << count << " events";
-        EXPECT_FALSE(outcome.had_to_be_woken) << count << " events";
-        EXPECT_EQ(StampRange(1, first + count - 1), events.Stamps()) << count << " events";
+        ASSERT_TRUE(PostSensorEvents(light, Events(first, count)));
+        EXPECT_EQ(0, listener.PollOnce(&woken)) << count << " events";
+        EXPECT_FALSE(woken) << count << " events";
         first += count;
+        EXPECT_EQ(Stamps(1, first - 1), events.Stamps()) << count << " events";
     }
+    host::FailLooperPolls(1);
+    EXPECT_EQ(INT_MIN, listener.PollOnce(&woken));
 }
 
-TEST_F(SensorListenerTest, APollErrorEndsThePollAndTheWorkerPollsAgain) {
+TEST_F(SensorListenerTest, AfterAPollErrorTheWorkerPollsAgain) {
     const int light = host::AddSensor(testing::LightSensor());
-    PollableListener listener;
+    SensorListener listener;
     EventRecord events;
     Record(listener, kAmbientLight, events);
     ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
 
-    host::FailLooperPolls(1);  // the worker's next wait, once it has the first event
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 1)));
-    ASSERT_TRUE(WaitUntil([&] { return log_.Count(kTag, "poll error") == 1; }));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(2, 1)));
+    host::FailLooperPolls(1);  // the worker's first or second wait
+    ASSERT_TRUE(PostSensorEvents(light, Events(1, 1)));
+    ASSERT_TRUE(testing::WaitUntil([&] { return log_.Count(kTag, "poll error") == 1; }));
+    ASSERT_TRUE(PostSensorEvents(light, Events(2, 1)));
     ASSERT_TRUE(events.WaitFor(2));
     EXPECT_TRUE(Logged(kE, "Sensor event looper returned a poll error."));
-
-    listener.StopWorker();
-    DrainWakeUps();
-    host::FailLooperPolls(1);
-    EXPECT_EQ(INT_MIN, PollOnThisThread(listener).result);
 }
 
 TEST_F(SensorListenerTest, ACallbackMayStopSampling) {
@@ -250,36 +197,20 @@ TEST_F(SensorListenerTest, ACallbackMayStopSampling) {
     });
 
     ASSERT_EQ(0, listener->StartSampling(kAmbientLight));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 5)));  // one read
+    ASSERT_TRUE(PostSensorEvents(light, Events(1, 5)));  // one read, handed over whole
     if (!events.WaitFor(5)) {
-        listener.release();  // its worker is stuck for good; so would be its destruction
+        listener.release();  // its worker is stuck for good, and so would be its destruction
         FAIL() << "the stop from the callback deadlocks";
     }
-    const pid_t worker = events.Thread();
-    EXPECT_TRUE(WaitUntil([&] { return !testing::ThreadExists(worker); })) << "it goes on";
+    EXPECT_TRUE(testing::ThreadEnds(events.Thread()));
     EXPECT_EQ(0, stop_result);
     EXPECT_FALSE(listener->IsAnySamplerStarted());
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(6, 1)));  // not sampled
+    ASSERT_TRUE(PostSensorEvents(light, Events(6, 1)));  // not sampled
 
     ASSERT_EQ(0, listener->StartSampling(kAmbientLight));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(7, 1)));
+    ASSERT_TRUE(PostSensorEvents(light, Events(7, 1)));
     ASSERT_TRUE(events.WaitFor(6));
     EXPECT_EQ((std::vector<int64_t>{1, 2, 3, 4, 5, 7}), events.Stamps());
-}
-
-TEST_F(SensorListenerTest, EventsOfATypeWithoutCallbackAreDropped) {
-    const int light = host::AddSensor(testing::LightSensor());
-    const int long_press = host::AddSensor(testing::LongPressSensor());
-    SensorListener listener;
-    EventRecord long_press_events;
-    Record(listener, kLongPress, long_press_events);
-
-    ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
-    ASSERT_EQ(0, listener.StartSampling(kLongPress));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 20)));
-    ASSERT_TRUE(host::PostSensorEvents(long_press, LightEvents(21, 1)));
-    ASSERT_TRUE(long_press_events.WaitFor(1));  // the light events, queued first, are gone
-    EXPECT_EQ(std::vector<int64_t>{21}, long_press_events.Stamps());
 }
 
 TEST_F(SensorListenerTest, SystemServerDeathForgetsTheConnectionAndKeepsTheCallbacks) {
@@ -288,104 +219,88 @@ TEST_F(SensorListenerTest, SystemServerDeathForgetsTheConnectionAndKeepsTheCallb
     EventRecord events;
     Record(listener, kAmbientLight, events);
     ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(1, 1)));
+    ASSERT_TRUE(PostSensorEvents(light, Events(1, 1)));
     ASSERT_TRUE(events.WaitFor(1));
-    const pid_t worker = events.Thread();
 
     listener.OnSystemServerDeath();
     EXPECT_TRUE(Logged(kI, "system server died."));
     EXPECT_FALSE(listener.IsAnySamplerStarted());
-    EXPECT_TRUE(WaitUntil([&] { return !testing::ThreadExists(worker); }));
+    EXPECT_TRUE(testing::ThreadEnds(events.Thread()));
 
     host::RestartSensorService();
     ASSERT_EQ(0, listener.StartSampling(kAmbientLight));
     EXPECT_EQ(2u, log_.Count(kTag, "The device sensor count:1"));
-    ASSERT_TRUE(host::PostSensorEvents(light, LightEvents(2, 1)));
+    ASSERT_TRUE(PostSensorEvents(light, Events(2, 1)));
     ASSERT_TRUE(events.WaitFor(2));
-    EXPECT_EQ((std::vector<int64_t>{1, 2}), events.Stamps());
     const std::vector<SensorCall> calls = host::SensorCalls();
     ASSERT_EQ(2u, calls.size());  // the old queue is abandoned, not destroyed
     EXPECT_NE(calls[0].queue, calls[1].queue);
-    EXPECT_EQ(SensorCall::kRegister, calls[1].kind);
 }
 
-// Each way the connection fails, and how much is looked up again by the next start.
-TEST_F(SensorListenerTest, ConnectionFailuresReportNoMemoryAndAreRetriedFromScratch) {
+// Each failure of a start, and how much the next start looks up again once it is repaired.
+TEST_F(SensorListenerTest, FailedStartsReturnTheirErrorAndTheNextStartRetries) {
     struct Case {
         const char* name;
         std::function<void()> fail;
+        int result;
         const char* text;
-        size_t lookups;  // sensor lookups made by the failed and the repaired start
+        size_t lookups;  // by the failed and the repaired start together
+        std::function<void()> repair = [] {};
     };
     const Case cases[] = {
-        {"no sensor manager", [] { host::SetSensorManagerAvailable(false); },
+        {"no sensor manager", [] { host::SetSensorManagerAvailable(false); }, -ENOMEM,
          "Failed to get sensor manager.", 1},
-        {"no sensors", [] {}, "Failed to get sensor list (0).\n", 1},
-        {"no looper", [] { host::FailLooperPreparation(true); },
+        {"no sensors", [] { host::ResetSensors(); }, -ENOMEM, "Failed to get sensor list (0).\n", 1,
+         [] { host::AddSensor(testing::LightSensor()); }},
+        {"no looper", [] { host::FailLooperPreparation(true); }, -ENOMEM,
          "Failed to prepare an event looper.", 2},
-        {"no event queue", [] { host::FailEventQueueCreation(true); },
+        {"no event queue", [] { host::FailEventQueueCreation(true); }, -ENOMEM,
          "Failed to create an event queue.", 2},
+        {"registration refused", [] { host::FailSensorRegistration(testing::kLightType, -ENODEV); },
+         -ENODEV, "StartSampling: Failed to register sensor[0], err=-19.", 1},
     };
     for (const Case& c : cases) {
         host::ResetSensors();
+        host::AddSensor(testing::LightSensor());
         log_.Clear();
         SensorListener listener;
-        if (c.lookups == 2) host::AddSensor(testing::LightSensor());
         c.fail();
-
-        EXPECT_EQ(-ENOMEM, listener.StartSampling(kAmbientLight)) << c.name;
+        EXPECT_EQ(c.result, listener.StartSampling(kAmbientLight)) << c.name;
         EXPECT_TRUE(Logged(kE, c.text)) << c.name;
-        EXPECT_TRUE(Logged(kE, "Failed to connect sensor manager.")) << c.name;
+        EXPECT_EQ(c.result == -ENOMEM, Logged(kE, "Failed to connect sensor manager.")) << c.name;
         EXPECT_FALSE(listener.IsAnySamplerStarted()) << c.name;
 
         host::SetSensorManagerAvailable(true);
         host::FailLooperPreparation(false);
         host::FailEventQueueCreation(false);
-        if (c.lookups == 1) host::AddSensor(testing::LightSensor());
+        host::FailSensorRegistration(testing::kLightType, 0);
+        c.repair();
         EXPECT_EQ(0, listener.StartSampling(kAmbientLight)) << c.name;
         EXPECT_EQ(c.lookups, log_.Count(kTag, "Found Sensor(0).")) << c.name;
     }
-}
-
-TEST_F(SensorListenerTest, ARefusedRegistrationIsReturnedAndStartsNoWorker) {
-    host::AddSensor(testing::LightSensor());
-    SensorListener listener;
-    const int threads = ThreadCount();
-    host::FailSensorRegistration(testing::kLightType, -ENODEV);
-
-    EXPECT_EQ(-ENODEV, listener.StartSampling(kAmbientLight));
-    EXPECT_TRUE(Logged(kE, "StartSampling: Failed to register sensor[0], err=-19."));
-    EXPECT_FALSE(listener.IsAnySamplerStarted());
-    EXPECT_LE(ThreadCount(), threads);
-
-    host::FailSensorRegistration(testing::kLightType, 0);
-    EXPECT_EQ(0, listener.StartSampling(kAmbientLight));
 }
 
 // Starts and stops race the worker's reads: a stop may come while the worker waits for the
 // lock to read, and must neither hang nor leave a thread or a descriptor behind.
 TEST_F(SensorListenerTest, ThousandStartStopCyclesWithEventsFlowingLeaveNothingBehind) {
     const int light = host::AddSensor(testing::LightSensor());
-    // Shared with the thread that starts and stops, which keeps it if it hangs for good.
-    struct Rig {
+    struct Rig {  // shared with the cycling thread, which keeps it if it hangs for good
         SensorListener listener;
         std::atomic<int> delivered{0};
         std::promise<int> cycles;
     };
     auto rig = std::make_shared<Rig>();
-    SensorListener& listener = rig->listener;
-    listener.SetSensorEventCallback(kAmbientLight,
-                                    [r = rig.get()](const ASensorEvent&) { ++r->delivered; });
-    const int threads = ThreadCount();
-    ASSERT_EQ(0, listener.StartSampling(kAmbientLight));  // the queue and the looper stay
-    ASSERT_EQ(0, listener.StopSampling(kAmbientLight));
-    ASSERT_TRUE(WaitUntil([&] { return ThreadCount() <= threads; }));
-    const int descriptors = testing::OpenDescriptorCount();
+    rig->listener.SetSensorEventCallback(kAmbientLight,
+                                         [r = rig.get()](const ASensorEvent&) { ++r->delivered; });
+    const int threads = testing::CountEntries("/proc/self/task");
+    ASSERT_EQ(0, rig->listener.StartSampling(kAmbientLight));  // the queue and the looper stay
+    ASSERT_EQ(0, rig->listener.StopSampling(kAmbientLight));
+    const int descriptors = testing::CountEntries("/proc/self/fd");
 
     std::atomic<bool> posting{true};
     std::thread poster([&] {
         while (posting) {
-            host::PostSensorEvents(light, LightEvents(1, 20));
+            PostSensorEvents(light, Events(1, 20));
             std::this_thread::sleep_for(std::chrono::microseconds(50));  // pacing only
         }
     });
@@ -398,20 +313,18 @@ TEST_F(SensorListenerTest, ThousandStartStopCyclesWithEventsFlowingLeaveNothingB
         }
         rig->cycles.set_value(i);
     });
-    const bool finished = cycles.wait_for(6 * kWait) == std::future_status::ready;
+    const bool finished = cycles.wait_for(6 * testing::kWait) == std::future_status::ready;
     posting = false;
     poster.join();
-    if (!finished) {
-        cycler.detach();
-        FAIL() << "a start or a stop hangs";
-    }
+    if (!finished) cycler.detach();
+    ASSERT_TRUE(finished) << "a start or a stop hangs";
     cycler.join();
 
     EXPECT_EQ(1000, cycles.get());
     EXPECT_GT(rig->delivered, 0);
-    EXPECT_FALSE(listener.IsAnySamplerStarted());
-    EXPECT_TRUE(WaitUntil([&] { return ThreadCount() <= threads; }));
-    EXPECT_EQ(descriptors, testing::OpenDescriptorCount());
+    EXPECT_TRUE(
+        testing::WaitUntil([&] { return testing::CountEntries("/proc/self/task") <= threads; }));
+    EXPECT_EQ(descriptors, testing::CountEntries("/proc/self/fd"));
 }
 
 }  // namespace

@@ -20,19 +20,17 @@ namespace fp_utils {
 namespace testing {
 
 constexpr char kLightType[] = "android.sensor.light";
-constexpr char kLongPressType[] = "com.kestro.sensor.long_press";
-constexpr int kLongPressSensorType = 65600;
 
 inline host::SensorInfo LightSensor(const std::string& name = "light") {
     return {name, kLightType, ASENSOR_TYPE_LIGHT, 200000, AREPORTING_MODE_ON_CHANGE};
 }
 
 inline host::SensorInfo LongPressSensor() {
-    return {"long press", kLongPressType, kLongPressSensorType, 0, AREPORTING_MODE_SPECIAL_TRIGGER};
+    return {"long press", "com.kestro.sensor.long_press", 65600, 0, AREPORTING_MODE_SPECIAL_TRIGGER};
 }
 
-// Events with the light values `first`, `first + 1`, ... (`count` of them), stamped alike.
-inline std::vector<ASensorEvent> LightEvents(int first, int count) {
+// `count` events stamped, and with light values, `first`, `first + 1`, ...
+inline std::vector<ASensorEvent> Events(int first, int count) {
     std::vector<ASensorEvent> events(count);
     for (int i = 0; i < count; ++i) {
         events[i] = {};
@@ -42,8 +40,13 @@ inline std::vector<ASensorEvent> LightEvents(int first, int count) {
     return events;
 }
 
-// The timestamps of events handed to one callback, in the order they came, from any thread,
-// and the thread that handed over the last one.
+inline std::vector<int64_t> Stamps(int64_t first, int64_t last) {
+    std::vector<int64_t> stamps;
+    for (int64_t s = first; s <= last; ++s) stamps.push_back(s);
+    return stamps;
+}
+
+// The stamps of the events one callback got, in order, and the thread that got the last one.
 class EventRecord {
   public:
     void Add(const ASensorEvent& event) {
@@ -52,7 +55,7 @@ class EventRecord {
         thread_ = static_cast<pid_t>(syscall(SYS_gettid));
         changed_.notify_all();
     }
-    // Waits until `count` events came; false after kWait.
+    // False when fewer than `count` events came within kWait.
     bool WaitFor(size_t count) {
         std::unique_lock<std::mutex> lock(mutex_);
         return changed_.wait_for(lock, kWait, [&] { return stamps_.size() >= count; });
@@ -73,34 +76,19 @@ class EventRecord {
     pid_t thread_ = 0;
 };
 
-inline std::vector<int64_t> StampRange(int64_t first, int64_t count) {
-    std::vector<int64_t> stamps;
-    for (int64_t i = 0; i < count; ++i) stamps.push_back(first + i);
-    return stamps;
-}
-
-// How many entries a directory holds, "." and ".." aside.
+// Entries of a /proc/self directory, "." and ".." aside.
 inline int CountEntries(const char* dir_path) {
     DIR* dir = opendir(dir_path);
     int count = 0;
-    while (dirent* entry = readdir(dir)) {
-        if (entry->d_name[0] != '.') ++count;
-    }
+    while (dirent* entry = readdir(dir)) count += entry->d_name[0] != '.';
     closedir(dir);
     return count;
 }
 
-inline int ThreadCount() {
-    return CountEntries("/proc/self/task");
-}
-
-// Whether a thread of this process with this id still exists.
-inline bool ThreadExists(pid_t tid) {
-    return access(("/proc/self/task/" + std::to_string(tid)).c_str(), F_OK) == 0;
-}
-
-inline int OpenDescriptorCount() {
-    return CountEntries("/proc/self/fd") - 1;  // the directory's own, while it is read
+// Waits until the thread `tid` of this process has ended; false after kWait.
+inline bool ThreadEnds(pid_t tid) {
+    const std::string task = "/proc/self/task/" + std::to_string(tid);
+    return WaitUntil([&] { return access(task.c_str(), F_OK) != 0; });
 }
 
 // A fresh sensor service for every case.
