@@ -2,13 +2,13 @@
 // back (checksum, parse and add of every record). Files are written once per run, inside a
 // private FP_UTILS_ROOT, by the library's own save operations.
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
-#include <filesystem>
+#include <cstdlib>
 #include <string>
 
 #include "fp_utils/auth_stats.h"
 #include "fp_utils/enroll_event_container.h"
+#include "host/support/temp_root.h"
 
 namespace android {
 namespace fp_utils {
@@ -22,17 +22,9 @@ constexpr time_t kTime = 0x65e72723;
 class HistoryRoot {
   public:
     HistoryRoot() {
-        char tmpl[] = "/tmp/fp_utils_bench.XXXXXX";
-        if (mkdtemp(tmpl) == nullptr) abort();
-        dir_ = tmpl;
-        setenv("FP_UTILS_ROOT", dir_.c_str(), 1);
-        std::filesystem::create_directories(dir_ + "/data/vendor/fingerprint");
+        if (!root_.ok()) abort();
         WriteAuthHistory();
         WriteEnrollHistory();
-    }
-    ~HistoryRoot() {
-        std::error_code ignored;
-        std::filesystem::remove_all(dir_, ignored);
     }
 
   private:
@@ -87,7 +79,7 @@ class HistoryRoot {
         container.SaveEventsToBackupFile();
     }
 
-    std::string dir_;
+    host::TempRoot root_;
 };
 
 const HistoryRoot& Root() {

@@ -7,8 +7,8 @@
 #include <cinttypes>
 #include <cstdlib>
 
-#include "common/device_path.h"
 #include "fp_utils/crc32.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {
@@ -83,15 +83,16 @@ std::string BackupFilePath(const BackupFileKind& kind, const char* dir, const st
 }
 
 BackupReader::Step BackupReader::Next(BackupRecord* record) {
-    record->offset = ftell(file_);
+    FILE* file = file_.get();
+    record->offset = ftell(file);
     uint32_t crc = 0;
     uint64_t length = 0;
-    if (fscanf(file_, "0x%x,0x%" SCNx64 ",", &crc, &length) != 2) return kEnd;
+    if (fscanf(file, "0x%x,0x%" SCNx64 ",", &crc, &length) != 2) return kEnd;
     record->stored_crc = crc;
     record->length = length;
     if (length > kBodyBufferSize) return kLengthTooLong;
 
-    record->bytes_read = fread(buffer_, 1, length, file_);
+    record->bytes_read = fread(buffer_, 1, length, file);
     buffer_[length < kBodyBufferSize - 1 ? length : kBodyBufferSize - 1] = '\0';
     record->computed_crc = crc32(buffer_, length);
     record->body.assign(buffer_, length);
@@ -100,13 +101,13 @@ BackupReader::Step BackupReader::Next(BackupRecord* record) {
 
 void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const std::string& name,
                     const std::function<void(std::string& body)>& load) {
-    FILE* file = fopen(DevicePath(path).c_str(), "r");
+    UniqueFile file(fopen(DevicePath(path).c_str(), "r"));
     if (file == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Failed to open \"%s\" with error %d.",
                             kind.load_operation, path.c_str(), errno);
         return;
     }
-    BackupReader reader(file);
+    BackupReader reader(std::move(file));
     BackupRecord record;
     for (;;) {
         BackupReader::Step step = reader.Next(&record);
@@ -132,7 +133,6 @@ void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const s
         }
         load(record.body);
     }
-    fclose(file);
 }
 
 std::string FormatBackupRecord(const std::string& body) {
@@ -142,18 +142,18 @@ std::string FormatBackupRecord(const std::string& body) {
     return head + body;
 }
 
-FILE* OpenBackupFileForWriting(const BackupFileKind& kind, const std::string& path) {
-    FILE* file = fopen(DevicePath(path).c_str(), "w");
-    if (file == nullptr) {
+BackupWriter::BackupWriter(const BackupFileKind& kind, const std::string& path)
+    : file_(fopen(DevicePath(path).c_str(), "w")) {
+    if (file_ == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Failed to open \"%s\" with error %d.",
                             kind.save_operation, path.c_str(), errno);
     }
-    return file;
 }
 
-void WriteBackupRecord(FILE* file, const std::string& body) {
-    fprintf(file, "0x%x,0x%" PRIx64 ",%s", crc32(body.data(), body.size()),
-            static_cast<uint64_t>(body.size()), body.c_str());
+void BackupWriter::Write(const std::string& body) {
+    if (file_ == nullptr) return;
+    std::string record = FormatBackupRecord(body);
+    fwrite(record.data(), 1, record.size(), file_.get());
 }
 
 }  // namespace fp_utils

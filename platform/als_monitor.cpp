@@ -3,13 +3,13 @@
 #include <android/log.h>
 #include <utils/Errors.h>
 
-#define LOG_TAG "AlsMonitor"
-#define LOGD(...) __android_log_print(ANDROID_LOG_DEBUG, LOG_TAG, __VA_ARGS__)
-#define LOGI(...) __android_log_print(ANDROID_LOG_INFO, LOG_TAG, __VA_ARGS__)
-#define LOGE(...) __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, __VA_ARGS__)
-
 namespace android {
 namespace fp_utils {
+namespace {
+
+constexpr char kTag[] = "AlsMonitor";
+
+}  // namespace
 
 AlsMonitor* AlsMonitor::instance_ = nullptr;
 std::mutex AlsMonitor::mutex_;
@@ -22,7 +22,7 @@ AlsMonitor* AlsMonitor::GetInstance() {
 
 void AlsMonitor::OnSystemServerDeath() {
     std::lock_guard<std::mutex> lock(mutex_);
-    LOGI("system server died.");
+    __android_log_print(ANDROID_LOG_INFO, kTag, "system server died.");
     delete instance_;
     instance_ = nullptr;
 }
@@ -39,7 +39,7 @@ bool AlsMonitor::ConnectSensorManagerIfNeeded() {
 bool AlsMonitor::ConnectLocked() {
     ASensorManager* manager = ASensorManager_getInstanceForPackage("");
     if (manager == nullptr) {
-        LOGE("Failed to get sensor manager.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to get sensor manager.");
         return false;
     }
     if (manager != sensor_manager_) {
@@ -49,7 +49,7 @@ bool AlsMonitor::ConnectLocked() {
         event_queue_ = nullptr;
         light_sensor_ = nullptr;
         sampling_ = false;
-        LOGD("Successfully connected to Sensor Manager.");
+        __android_log_print(ANDROID_LOG_DEBUG, kTag, "Successfully connected to Sensor Manager.");
     }
     return true;
 }
@@ -57,20 +57,20 @@ bool AlsMonitor::ConnectLocked() {
 int AlsMonitor::StartSampling() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (!ConnectLocked()) {
-        LOGE("Failed to connect sensor manager.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to connect sensor manager.");
         return NO_MEMORY;
     }
     if (light_sensor_ == nullptr) {
         light_sensor_ = ASensorManager_getDefaultSensor(sensor_manager_, ASENSOR_TYPE_LIGHT);
         if (light_sensor_ == nullptr) {
-            LOGE("Failed to get sensor.");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to get sensor.");
             return UNEXPECTED_NULL;
         }
     }
     if (looper_ == nullptr) {
         looper_ = ALooper_prepare(ALOOPER_PREPARE_ALLOW_NON_CALLBACKS);
         if (looper_ == nullptr) {
-            LOGE("Failed to prepare an event looper.");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to prepare an event looper.");
             return NO_MEMORY;
         }
         // Ours too: the thread that prepared it may end before this instance does.
@@ -80,17 +80,18 @@ int AlsMonitor::StartSampling() {
         event_queue_ =
             ASensorManager_createEventQueue(sensor_manager_, looper_, 0, nullptr, nullptr);
         if (event_queue_ == nullptr) {
-            LOGE("Failed to create an event queue.");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to create an event queue.");
             return NO_MEMORY;
         }
     }
     int ret = ASensorEventQueue_registerSensor(event_queue_, light_sensor_,
                                                ASensor_getMinDelay(light_sensor_), 0);
     if (ret != 0) {
-        LOGE("%s: Failed to register sensor, err=%d.", "StartSampling", ret);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: Failed to register sensor, err=%d.",
+                            "StartSampling", ret);
         return ret;
     }
-    LOGD("Sampling is started.");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "Sampling is started.");
     sampling_ = true;
     return OK;
 }
@@ -98,7 +99,7 @@ int AlsMonitor::StartSampling() {
 int AlsMonitor::StopSampling() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (!ConnectLocked()) {
-        LOGE("Failed to connect sensor manager.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to connect sensor manager.");
         return NO_MEMORY;
     }
     if (event_queue_ != nullptr) {
@@ -106,7 +107,7 @@ int AlsMonitor::StopSampling() {
         ASensorManager_destroyEventQueue(sensor_manager_, event_queue_);
         event_queue_ = nullptr;
     }
-    LOGD("Sampling is stopped.");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "Sampling is stopped.");
     sampling_ = false;
     return OK;
 }
@@ -114,16 +115,17 @@ int AlsMonitor::StopSampling() {
 int AlsMonitor::GetLight(float* lux) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (!ConnectLocked()) {
-        LOGE("Failed to connect sensor manager.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to connect sensor manager.");
         return NO_MEMORY;
     }
     if (!sampling_) {
-        LOGE("Sensor sampler is not started.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Sensor sampler is not started.");
         return UNKNOWN_ERROR;
     }
     for (;;) {
         if (ALooper_pollOnce(1, nullptr, nullptr, nullptr) == ALOOPER_POLL_ERROR) {
-            LOGE("Sensor event looper returned a poll error.");
+            __android_log_print(ANDROID_LOG_ERROR, kTag,
+                                "Sensor event looper returned a poll error.");
             return UNKNOWN_ERROR;
         }
         // A negative count is an error of the read, not events: treated as none.
@@ -137,7 +139,7 @@ int AlsMonitor::GetLight(float* lux) {
         }
     }
     if (!has_sample_) {
-        LOGE("Sample is not available.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Sample is not available.");
         return BAD_VALUE;
     }
     *lux = last_light_;

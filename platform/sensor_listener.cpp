@@ -6,17 +6,14 @@
 #include <climits>
 #include <cstring>
 
-#include "common/worker_lock.h"
 #include "platform/sensor_polling_worker_thread.h"
-
-#define LOG_TAG "SensorListener"
-#define LOGD(...) __android_log_print(ANDROID_LOG_DEBUG, LOG_TAG, __VA_ARGS__)
-#define LOGI(...) __android_log_print(ANDROID_LOG_INFO, LOG_TAG, __VA_ARGS__)
-#define LOGE(...) __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, __VA_ARGS__)
+#include "platform/worker_lock.h"
 
 namespace android {
 namespace fp_utils {
 namespace {
+
+constexpr char kTag[] = "SensorListener";
 
 // The string type that finds each sensor, indexed by SensorType.
 constexpr const char* kStringTypes[SensorListener::kSensorTypeCount] = {
@@ -44,15 +41,16 @@ bool SensorListener::ConnectSensorManagerIfNeeded() {
 
     ASensorManager* manager = ASensorManager_getInstanceForPackage("");
     if (manager == nullptr) {
-        LOGE("Failed to get sensor manager.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to get sensor manager.");
         return false;
     }
     sensor_count_ = ASensorManager_getSensorList(manager, &sensor_list_);
     if (sensor_count_ < 1) {
-        LOGE("Failed to get sensor list (%d).\n", sensor_count_);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to get sensor list (%d).\n",
+                            sensor_count_);
         return false;
     }
-    LOGD("The device sensor count:%d", sensor_count_);
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "The device sensor count:%d", sensor_count_);
 
     for (int i = 0; i < sensor_count_; ++i) {
         const ASensor* sensor = sensor_list_[i];
@@ -61,20 +59,23 @@ bool SensorListener::ConnectSensorManagerIfNeeded() {
         for (int type = 0; type < kSensorTypeCount; ++type) {
             if (strcmp(string_type, kStringTypes[type]) == 0) {
                 sensors_[type] = sensor;
-                LOGI("Found Sensor(%d). name:'%s', string_type:'%s'", type, name, string_type);
+                __android_log_print(ANDROID_LOG_INFO, kTag,
+                                    "Found Sensor(%d). name:'%s', string_type:'%s'", type, name,
+                                    string_type);
             }
         }
     }
     for (int type = 0; type < kSensorTypeCount; ++type) {
         if (sensors_[type] == nullptr) {
-            LOGE("%s: Sensor(%s) not found.\n", "ConnectSensorManagerIfNeeded", kStringTypes[type]);
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: Sensor(%s) not found.\n",
+                                "ConnectSensorManagerIfNeeded", kStringTypes[type]);
         }
     }
 
     if (looper_ == nullptr) {
         looper_ = ALooper_prepare(ALOOPER_PREPARE_ALLOW_NON_CALLBACKS);
         if (looper_ == nullptr) {
-            LOGE("Failed to prepare an event looper.");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to prepare an event looper.");
             return false;
         }
         // Ours too: the thread that prepared it may end before the listener does.
@@ -83,14 +84,14 @@ bool SensorListener::ConnectSensorManagerIfNeeded() {
     if (event_queue_ == nullptr) {
         event_queue_ = ASensorManager_createEventQueue(manager, looper_, 0, nullptr, nullptr);
         if (event_queue_ == nullptr) {
-            LOGE("Failed to create an event queue.");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to create an event queue.");
             return false;
         }
     }
     if (sensor_polling_worker_thread_ == nullptr) {
         sensor_polling_worker_thread_ = new SensorPollingWorkerThread(this);
     }
-    LOGD("Successfully connected to Sensor Manager.");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "Successfully connected to Sensor Manager.");
     sensor_manager_ = manager;
     return true;
 }
@@ -99,17 +100,18 @@ int SensorListener::StartSampling(SensorType type) {
     std::lock_guard<std::timed_mutex> lock(mutex_);
     if (started_[type]) return 0;
     if (!ConnectSensorManagerIfNeeded()) {
-        LOGE("Failed to connect sensor manager.");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to connect sensor manager.");
         return -ENOMEM;
     }
     const ASensor* sensor = sensors_[type];
     if (sensor == nullptr) {
-        LOGE("sensor[%d] is not available.", type);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "sensor[%d] is not available.", type);
         return -ENOMEM;
     }
     int ret = ASensorEventQueue_registerSensor(event_queue_, sensor, ASensor_getMinDelay(sensor), 0);
     if (ret != 0) {
-        LOGE("%s: Failed to register sensor[%d], err=%d.", "StartSampling", type, ret);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: Failed to register sensor[%d], err=%d.",
+                            "StartSampling", type, ret);
         return ret;
     }
     started_[type] = true;
@@ -138,7 +140,7 @@ bool SensorListener::IsAnySamplerStarted() const {
 
 void SensorListener::OnSystemServerDeath() {
     std::lock_guard<std::timed_mutex> lock(mutex_);
-    LOGI("system server died.");
+    __android_log_print(ANDROID_LOG_INFO, kTag, "system server died.");
     if (sensor_polling_worker_thread_ != nullptr) {
         StopWorkerLocked();
         sensor_polling_worker_thread_.clear();
@@ -171,7 +173,8 @@ int SensorListener::PollSensorEvent() {
         int ret = ALooper_pollOnce(-1, nullptr, nullptr, nullptr);
         if (ret == ALOOPER_POLL_WAKE) return 0;
         if (ret == ALOOPER_POLL_ERROR) {
-            LOGE("Sensor event looper returned a poll error.");
+            __android_log_print(ANDROID_LOG_ERROR, kTag,
+                                "Sensor event looper returned a poll error.");
             return INT_MIN;
         }
         ssize_t count;

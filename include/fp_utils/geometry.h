@@ -10,10 +10,12 @@
 
 #include <string>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-class Point {
+class FP_UTILS_EXPORT Point {
   public:
     Point() = default;
     Point(float x, float y) : x(x), y(y) {}
@@ -24,14 +26,14 @@ class Point {
     float y = 0;
 };
 
-class IShape {
+class FP_UTILS_EXPORT IShape {
   public:
     virtual ~IShape() = default;
     virtual std::string Print() const = 0;
     virtual bool Contains(const Point& p) const = 0;
 };
 
-class Circle : public IShape {
+class FP_UTILS_EXPORT Circle : public IShape {
   public:
     Circle() = default;
     Circle(float x, float y, float r) : center(x, y), r(r) {}
@@ -49,7 +51,7 @@ class Circle : public IShape {
 
 // `major` and `minor` are full axis lengths; `orientation` is the angle of the major axis in
 // radians, 0 meaning vertical, positive turning it towards +x.
-class Ellipse : public IShape {
+class FP_UTILS_EXPORT Ellipse : public IShape {
   public:
     Ellipse() { terms_ = MakeTerms(major, minor, orientation); }
     Ellipse(float x, float y, float major, float minor, float orientation)
@@ -84,7 +86,7 @@ class Ellipse : public IShape {
 };
 
 // Not normalised: left <= right and top <= bottom are assumed.
-class Rect : public IShape {
+class FP_UTILS_EXPORT Rect : public IShape {
   public:
     Rect() = default;
     Rect(float left, float top, float right, float bottom)

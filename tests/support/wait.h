@@ -1,4 +1,5 @@
-// Bounded waits for tests that run real threads.
+// Bounded waits for tests that run real threads: a test looks until a condition holds, and
+// fails after kWait instead of hanging. Never used to decide an ordering.
 #pragma once
 
 #include <chrono>
@@ -9,10 +10,9 @@ namespace android {
 namespace fp_utils {
 namespace testing {
 
-// The longest a test waits for another thread before it calls the wait a failure.
 constexpr std::chrono::seconds kWait(10);
 
-// Looks every millisecond until `done` holds; false after kWait. Never decides an ordering.
+// Looks every millisecond until `done` holds; false after kWait.
 inline bool WaitUntil(const std::function<bool()>& done) {
     const auto deadline = std::chrono::steady_clock::now() + kWait;
     while (!done()) {

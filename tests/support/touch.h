@@ -1,10 +1,10 @@
-// Helpers for tests that run FpsTouchHandler's worker on the touch device stand-in.
+// Helpers for tests that run FpsTouchHandler's worker on the touch device stand-in (the
+// touch handler's and the state tracker's).
 #pragma once
 
 #include <vector>
 
 #include "host/touch_device.h"
-#include "tests/support/wait.h"
 
 namespace android {
 namespace fp_utils {

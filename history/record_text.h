@@ -1,20 +1,20 @@
-// The start of every record's dump line: its time stamp in local time.
+// Pieces of the records' dump lines that more than one record class writes.
 #pragma once
 
-#include <ctime>
+#include <cstdint>
 #include <string>
 
 namespace android {
 namespace fp_utils {
 
-// `t` in the device's time zone as "%Y-%m-%d %H:%M:%S". Uses the shared result of
-// localtime(), like the rest of the HAL's dump code: not re-entrant.
-std::string FormatLocalTime(time_t t);
-
 // A record's dump line: `local_time`, one blank, then `format` with its arguments, cut at the
 // 128-byte buffer dump lines are formatted in (at most 127 characters).
 std::string FormatDebugLine(const std::string& local_time, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
+
+// ", stitch_img_num_:a_b_c_d_e, stitch_img_area_:a_b_c_d_e" for the five stitched images of a
+// G7 record, as its dump line ends.
+std::string StitchFiguresText(const int32_t (&num)[5], const int32_t (&area)[5]);
 
 }  // namespace fp_utils
 }  // namespace android
