@@ -22,7 +22,8 @@ set(FP_UTILS_HOST_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/fp_utils-host)
 # order a link line needs them.
 set(FP_UTILS_STAND_INS
     binder_ndk com.kestro.hardware.orvex.display-V4-ndk
-    hidlbase thermal_hidl_1_0 thermal_hidl_2_0 thermal_aidl)
+    hidlbase thermal_hidl_1_0 thermal_hidl_2_0 thermal_aidl sensorndkbridge)
+# The sensor and looper headers are Debian's (android-platform-frameworks-native-headers).
 set(FP_UTILS_STAND_IN_HEADERS
     ${PROJECT_SOURCE_DIR}/host/binder/include ${PROJECT_SOURCE_DIR}/host/display/include
     ${PROJECT_SOURCE_DIR}/host/hidl/include ${PROJECT_SOURCE_DIR}/host/thermal/include)

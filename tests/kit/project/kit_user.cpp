@@ -4,6 +4,9 @@
 // or exits 0.
 #include <fp_utils/display_controller.h>
 #include <fp_utils/fps_touch_handler.h>
+// Compiled only: these headers need the platform's headers and their definitions from the kit.
+#include <fp_utils/sensor_listener.h>
+#include <fp_utils/thermal_hidl_wrapper.h>
 #include <host/display_control.h>
 #include <host/touch_device.h>
 #include <stdlib.h>
