@@ -17,16 +17,25 @@ include(GNUInstallDirs)
 set(FP_UTILS_HOST_LIBDIR ${CMAKE_INSTALL_LIBDIR}/fp_utils-host)
 set(FP_UTILS_HOST_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/fp_utils-host)
 
-# Stand-ins of platform libraries: each installed shared library, and the directory holding
-# its headers at the platform's paths (empty when its headers are the system's). Kept in the
-# order a link line needs them.
-set(FP_UTILS_STAND_INS
-    binder_ndk com.kestro.hardware.orvex.display-V4-ndk
-    hidlbase thermal_hidl_1_0 thermal_hidl_2_0 thermal_aidl sensorndkbridge)
-# The sensor and looper headers are Debian's (android-platform-frameworks-native-headers).
-set(FP_UTILS_STAND_IN_HEADERS
-    ${PROJECT_SOURCE_DIR}/host/binder/include ${PROJECT_SOURCE_DIR}/host/display/include
-    ${PROJECT_SOURCE_DIR}/host/hidl/include ${PROJECT_SOURCE_DIR}/host/thermal/include)
+# The stand-ins of platform libraries: the shared libraries of this project that the library
+# links, each with its headers at the platform's paths (host/<name>/include; the sensor and
+# looper headers are Debian's).
+set(FP_UTILS_STAND_INS)
+set(FP_UTILS_STAND_IN_HEADERS)
+get_target_property(library_links fp_utils_internal LINK_LIBRARIES)
+foreach(target ${library_links})
+  if(TARGET ${target})
+    get_target_property(type ${target} TYPE)
+    get_target_property(imported ${target} IMPORTED)
+    if(type STREQUAL "SHARED_LIBRARY" AND NOT imported)
+      list(APPEND FP_UTILS_STAND_INS ${target})
+      get_target_property(dirs ${target} INTERFACE_INCLUDE_DIRECTORIES)
+      list(FILTER dirs INCLUDE REGEX "^${PROJECT_SOURCE_DIR}/host/.+/include$")
+      list(APPEND FP_UTILS_STAND_IN_HEADERS ${dirs})
+    endif()
+  endif()
+endforeach()
+list(REMOVE_DUPLICATES FP_UTILS_STAND_IN_HEADERS)
 
 # The control archive: the objects of fp_utils_host, and the root mapping's host half, which
 # the touch device uses and libfp_utils.so keeps to itself.
