@@ -107,7 +107,6 @@ class FpsTouchHandler {
     void ReadTouchEvent();
     // Worker side: takes the lock unless a Stop is waiting for the worker, which holds it.
     bool LockForWorker(std::unique_lock<std::timed_mutex>& lock);
-    void ConvertRawEvent(const uint8_t* raw);
 
     sp<TouchPollingWorkerThread> touch_polling_worker_thread_;
     std::timed_mutex mutex_;
