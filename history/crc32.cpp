@@ -83,14 +83,53 @@ uint32_t UpdateSliceBy8(uint32_t crc, const uint8_t* p, size_t n) {
 #if FP_UTILS_CRC32_FOLDING
 
 #define FP_UTILS_TARGET_FOLDING __attribute__((target("pclmul,sse4.1")))
+#define FP_UTILS_TARGET_WIDE_FOLDING \
+    __attribute__((target("avx512f,avx512vl,vpclmulqdq,pclmul,sse4.1")))
 
-// Folding constants of the reflected polynomial: x^(4*128+32) and x^(4*128-32) mod P for the
-// four-lane loop, x^(128+32) and x^(128-32) mod P for one lane, x^64 mod P for the step from
-// 128 to 64 bits, then P itself and floor(x^64 / P) for the final Barrett reduction.
-alignas(16) constexpr uint64_t kFold4[2] = {0x0154442bd4, 0x01c6e41596};
-alignas(16) constexpr uint64_t kFold1[2] = {0x01751997d0, 0x00ccaa009e};
-alignas(16) constexpr uint64_t kFold64[2] = {0x0163cd6124, 0};
-alignas(16) constexpr uint64_t kBarrett[2] = {0x01db710641, 0x01f7011641};
+// Polynomials over GF(2) in the reflected bit order of this CRC, where bit 0 of a word is the
+// highest power. Folding a 128-bit lane forward by D bits multiplies its low half by
+// x^(D+32) mod P and its high half by x^(D-32) mod P; FoldConstant(n) is x^n mod P reflected
+// and shifted into the 33-bit form the carry-less multiplication expects.
+constexpr uint64_t kP = 0x104C11DB7ull;  // the polynomial in normal bit order, x^32 included
+
+constexpr uint64_t Reflect(uint64_t v, int bits) {
+    uint64_t out = 0;
+    for (int i = 0; i < bits; ++i) {
+        if ((v >> i) & 1) out |= uint64_t{1} << (bits - 1 - i);
+    }
+    return out;
+}
+
+constexpr uint64_t FoldConstant(unsigned n) {
+    uint64_t r = 1;
+    for (unsigned i = 0; i < n; ++i) {
+        r <<= 1;
+        if ((r >> 32) & 1) r ^= kP;
+    }
+    return Reflect(r, 32) << 1;
+}
+
+// floor(x^64 / P), for the Barrett reduction from 64 bits to 32: long division, one quotient
+// bit per step from x^32 down.
+constexpr uint64_t BarrettQuotient() {
+    unsigned __int128 rem = static_cast<unsigned __int128>(1) << 64;
+    uint64_t q = 0;
+    for (int shift = 32; shift >= 0; --shift) {
+        if ((rem >> (32 + shift)) & 1) {
+            q |= uint64_t{1} << shift;
+            rem ^= static_cast<unsigned __int128>(kP) << shift;
+        }
+    }
+    return q;
+}
+
+alignas(16) constexpr uint64_t kFold4[2] = {FoldConstant(4 * 128 + 32), FoldConstant(4 * 128 - 32)};
+alignas(16) constexpr uint64_t kFold1[2] = {FoldConstant(128 + 32), FoldConstant(128 - 32)};
+alignas(16) constexpr uint64_t kFold64[2] = {FoldConstant(64), 0};
+alignas(16) constexpr uint64_t kBarrett[2] = {Reflect(kP, 33), Reflect(BarrettQuotient(), 33)};
+
+static_assert(kFold4[0] == 0x154442bd4 && kFold1[1] == 0x0ccaa009e, "folding constants");
+static_assert(kBarrett[0] == 0x1db710641 && kBarrett[1] == 0x1f7011641, "Barrett constants");
 
 FP_UTILS_TARGET_FOLDING inline __m128i Fold(__m128i acc, __m128i k, __m128i next) {
     const __m128i lo = _mm_clmulepi64_si128(acc, k, 0x00);
@@ -102,9 +141,32 @@ FP_UTILS_TARGET_FOLDING inline __m128i Load128(const uint8_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
-// Four 128-bit lanes are folded forward 64 bytes at a time, then into one lane, which takes
-// the remaining 16-byte blocks; the lane is reduced to 32 bits and the last bytes go through
-// the tables.
+// One lane takes the remaining 16-byte blocks, is reduced to 32 bits, and the last bytes go
+// through the tables.
+FP_UTILS_TARGET_FOLDING uint32_t FinishFolding(__m128i x1, const uint8_t* p, size_t n) {
+    const __m128i k1 = _mm_load_si128(reinterpret_cast<const __m128i*>(kFold1));
+    while (n >= 16) {
+        x1 = Fold(x1, k1, Load128(p));
+        p += 16;
+        n -= 16;
+    }
+    // 128 bits to 64.
+    const __m128i low32 = _mm_setr_epi32(~0, 0, ~0, 0);
+    __m128i t = _mm_clmulepi64_si128(x1, k1, 0x10);
+    x1 = _mm_xor_si128(_mm_srli_si128(x1, 8), t);
+    const __m128i k64 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kFold64));
+    t = _mm_srli_si128(x1, 4);
+    x1 = _mm_xor_si128(_mm_clmulepi64_si128(_mm_and_si128(x1, low32), k64, 0x00), t);
+    // 64 bits to 32 (Barrett).
+    const __m128i barrett = _mm_load_si128(reinterpret_cast<const __m128i*>(kBarrett));
+    t = _mm_clmulepi64_si128(_mm_and_si128(x1, low32), barrett, 0x10);
+    t = _mm_clmulepi64_si128(_mm_and_si128(t, low32), barrett, 0x00);
+    x1 = _mm_xor_si128(x1, t);
+    const uint32_t crc = static_cast<uint32_t>(_mm_extract_epi32(x1, 1));
+    return UpdateSliceBy8(crc, p, n);
+}
+
+// Four 128-bit lanes are folded forward 64 bytes at a time, then into one lane.
 FP_UTILS_TARGET_FOLDING uint32_t UpdateFolding(uint32_t crc, const uint8_t* p, size_t n) {
     if (n < 64) return UpdateSliceBy8(crc, p, n);
     __m128i x1 = _mm_xor_si128(Load128(p), _mm_cvtsi32_si128(static_cast<int>(crc)));
@@ -126,32 +188,83 @@ FP_UTILS_TARGET_FOLDING uint32_t UpdateFolding(uint32_t crc, const uint8_t* p, s
     x1 = Fold(x1, k1, x2);
     x1 = Fold(x1, k1, x3);
     x1 = Fold(x1, k1, x4);
-    while (n >= 16) {
-        x1 = Fold(x1, k1, Load128(p));
-        p += 16;
-        n -= 16;
+    return FinishFolding(x1, p, n);
+}
+
+// Each lane of a 512-bit register folded by D bits; lanes hold (x^(D+32), x^(D-32)) pairs.
+FP_UTILS_TARGET_WIDE_FOLDING inline __m512i Fold512(__m512i acc, __m512i k, __m512i next) {
+    const __m512i lo = _mm512_clmulepi64_epi128(acc, k, 0x00);
+    const __m512i hi = _mm512_clmulepi64_epi128(acc, k, 0x11);
+    return _mm512_ternarylogic_epi64(lo, hi, next, 0x96);  // lo ^ hi ^ next
+}
+
+FP_UTILS_TARGET_WIDE_FOLDING inline __m512i Load512(const uint8_t* p) {
+    return _mm512_loadu_si512(p);
+}
+
+FP_UTILS_TARGET_WIDE_FOLDING inline __m512i LanePairs(uint64_t lo, uint64_t hi) {
+    return _mm512_set_epi64(static_cast<long long>(hi), static_cast<long long>(lo),
+                            static_cast<long long>(hi), static_cast<long long>(lo),
+                            static_cast<long long>(hi), static_cast<long long>(lo),
+                            static_cast<long long>(hi), static_cast<long long>(lo));
+}
+
+// Sixteen 128-bit lanes in four 512-bit registers, folded forward 256 bytes at a time, then
+// into one register, whose four lanes are folded into one.
+FP_UTILS_TARGET_WIDE_FOLDING uint32_t UpdateWideFolding(uint32_t crc, const uint8_t* p, size_t n) {
+    if (n < 256) return UpdateFolding(crc, p, n);
+    const __m512i seed =
+        _mm512_inserti32x4(_mm512_setzero_si512(), _mm_cvtsi32_si128(static_cast<int>(crc)), 0);
+    __m512i x0 = _mm512_xor_si512(Load512(p), seed);
+    __m512i x1 = Load512(p + 64);
+    __m512i x2 = Load512(p + 128);
+    __m512i x3 = Load512(p + 192);
+    p += 256;
+    n -= 256;
+    const __m512i k16 = LanePairs(FoldConstant(2048 + 32), FoldConstant(2048 - 32));
+    while (n >= 256) {
+        x0 = Fold512(x0, k16, Load512(p));
+        x1 = Fold512(x1, k16, Load512(p + 64));
+        x2 = Fold512(x2, k16, Load512(p + 128));
+        x3 = Fold512(x3, k16, Load512(p + 192));
+        p += 256;
+        n -= 256;
     }
-
-    // 128 bits to 64.
-    const __m128i low32 = _mm_setr_epi32(~0, 0, ~0, 0);
-    __m128i t = _mm_clmulepi64_si128(x1, k1, 0x10);
-    x1 = _mm_xor_si128(_mm_srli_si128(x1, 8), t);
-    const __m128i k64 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kFold64));
-    t = _mm_srli_si128(x1, 4);
-    x1 = _mm_xor_si128(_mm_clmulepi64_si128(_mm_and_si128(x1, low32), k64, 0x00), t);
-
-    // 64 bits to 32 (Barrett).
-    const __m128i barrett = _mm_load_si128(reinterpret_cast<const __m128i*>(kBarrett));
-    t = _mm_clmulepi64_si128(_mm_and_si128(x1, low32), barrett, 0x10);
-    t = _mm_clmulepi64_si128(_mm_and_si128(t, low32), barrett, 0x00);
-    x1 = _mm_xor_si128(x1, t);
-    crc = static_cast<uint32_t>(_mm_extract_epi32(x1, 1));
-    return UpdateSliceBy8(crc, p, n);
+    const __m512i k4 = LanePairs(kFold4[0], kFold4[1]);
+    x0 = Fold512(x0, k4, x1);
+    x0 = Fold512(x0, k4, x2);
+    x0 = Fold512(x0, k4, x3);
+    while (n >= 64) {
+        x0 = Fold512(x0, k4, Load512(p));
+        p += 64;
+        n -= 64;
+    }
+    // Lanes 0, 1 and 2 move forward by 384, 256 and 128 bits onto lane 3.
+    const __m512i k_lanes = _mm512_set_epi64(0, 0, static_cast<long long>(FoldConstant(128 - 32)),
+                                             static_cast<long long>(FoldConstant(128 + 32)),
+                                             static_cast<long long>(FoldConstant(256 - 32)),
+                                             static_cast<long long>(FoldConstant(256 + 32)),
+                                             static_cast<long long>(FoldConstant(384 - 32)),
+                                             static_cast<long long>(FoldConstant(384 + 32)));
+    const __m512i moved = _mm512_ternarylogic_epi64(_mm512_clmulepi64_epi128(x0, k_lanes, 0x00),
+                                                    _mm512_clmulepi64_epi128(x0, k_lanes, 0x11),
+                                                    _mm512_setzero_si512(), 0x96);
+    alignas(64) uint8_t lanes[2][64];
+    _mm512_store_si512(lanes[0], x0);
+    _mm512_store_si512(lanes[1], moved);
+    __m128i x = Load128(lanes[0] + 48);
+    for (int lane = 0; lane < 3; ++lane) x = _mm_xor_si128(x, Load128(lanes[1] + 16 * lane));
+    return FinishFolding(x, p, n);
 }
 
 bool CpuCanFold() {
     __builtin_cpu_init();
     return __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1");
+}
+
+bool CpuCanFoldWide() {
+    return CpuCanFold() && __builtin_cpu_supports("avx512f") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("vpclmulqdq");
 }
 
 #endif  // FP_UTILS_CRC32_FOLDING
@@ -195,13 +308,14 @@ bool CpuHasCrcInstructions() {
 #endif  // FP_UTILS_CRC32_ARMV8
 
 struct KernelList {
-    Crc32Kernel kernels[2];
+    Crc32Kernel kernels[3];
     size_t count = 0;
 
     KernelList() {
         kernels[count++] = {"slice-by-8", UpdateSliceBy8};
 #if FP_UTILS_CRC32_FOLDING
         if (CpuCanFold()) kernels[count++] = {"pclmul-folding", UpdateFolding};
+        if (CpuCanFoldWide()) kernels[count++] = {"vpclmul-avx512-folding", UpdateWideFolding};
 #endif
 #if FP_UTILS_CRC32_ARMV8
         if (CpuHasCrcInstructions()) kernels[count++] = {"armv8-crc32", UpdateArmv8};
