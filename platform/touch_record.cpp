@@ -41,20 +41,22 @@ struct Divide {
     float operator()(float v) const { return v / divisor; }
 };
 
-void LoadCoords(const uint8_t* raw, float* out) {
+template <typename Scale>
+inline void ConvertCoords(const uint8_t* raw, Scale scale, float* out) {
     uint16_t v[4];
     memcpy(v, raw, sizeof(v));
-    for (size_t k = 0; k < 4; ++k) out[k] = static_cast<float>(v[k]);
+    for (size_t k = 0; k < 4; ++k) out[k] = scale(static_cast<float>(v[k]));
 }
 
 template <typename Scale>
-void ConvertScaled(const uint8_t* raw, Scale scale, TouchEvent* e) {
-    float* const coords[5] = {e->coords_0, e->coords_1, e->coords_2, e->coords_3, e->coords_4};
-    for (size_t group = 0; group < 5; ++group) {
-        float* out = coords[group];
-        LoadCoords(raw + kRawCoords + group * 4 * sizeof(uint16_t), out);
-        for (size_t k = 0; k < 4; ++k) out[k] = scale(out[k]);
-    }
+inline void ConvertScaled(const uint8_t* raw, Scale scale, TouchEvent* e) {
+    const uint8_t* coords = raw + kRawCoords;
+    constexpr size_t kGroup = 4 * sizeof(uint16_t);
+    ConvertCoords(coords, scale, e->coords_0);
+    ConvertCoords(coords + kGroup, scale, e->coords_1);
+    ConvertCoords(coords + 2 * kGroup, scale, e->coords_2);
+    ConvertCoords(coords + 3 * kGroup, scale, e->coords_3);
+    ConvertCoords(coords + 4 * kGroup, scale, e->coords_4);
     e->point_x = scale(static_cast<float>(Load<int32_t>(raw + kRawPointX)));
     e->point_y = scale(static_cast<float>(Load<int32_t>(raw + kRawPointY)));
 }
@@ -73,8 +75,12 @@ TouchScaling::TouchScaling(uint32_t scaling_factor)
     }
 }
 
-void ConvertRawTouchRecord(const uint8_t* raw, const TouchScaling& scaling, TouchEvent* e) {
-    memset(e, 0, sizeof(*e));
+void ConvertRawTouchRecord(const uint8_t* raw, const TouchScaling& scaling, TouchEvent* out) {
+    // Cleared, padding included, by copying a cleared record: a fixed-size copy is a few
+    // vector stores, where the compiler makes a clear in place a string instruction.
+    static constexpr TouchEvent kCleared = {};
+    memcpy(out, &kCleared, sizeof(*out));
+    TouchEvent* e = out;
     e->timestamp = Load<uint64_t>(raw + kRawTimestamp);
     e->touch_id = Load<uint32_t>(raw + kRawTouchId);
     if (e->touch_id == kUnscaledTouchId) {
