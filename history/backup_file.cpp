@@ -2,13 +2,16 @@
 
 #include <android/log.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cinttypes>
 #include <cstdlib>
+#include <cstring>
 
 #include "common/device_path.h"
 #include "fp_utils/crc32.h"
+#include "history/record_text.h"
 
 namespace android {
 namespace fp_utils {
@@ -82,7 +85,76 @@ std::string BackupFilePath(const BackupFileKind& kind, const char* dir, const st
     return path;
 }
 
+namespace {
+
+// Backup files are a few hundred kilobytes at most; anything larger is read through stdio.
+constexpr off_t kMaxInMemoryFile = 64 << 20;
+
+}  // namespace
+
+BackupReader::BackupReader(FILE* file) : file_(file) {
+    const int fd = fileno(file);
+    struct stat st;
+    if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > kMaxInMemoryFile) {
+        return;
+    }
+    const long start = ftell(file);
+    if (start < 0) return;
+    contents_.resize(static_cast<size_t>(st.st_size));
+    size_t filled = 0;
+    while (filled < contents_.size()) {
+        const ssize_t n = pread(fd, &contents_[filled], contents_.size() - filled,
+                                static_cast<off_t>(filled));
+        if (n <= 0) break;
+        filled += static_cast<size_t>(n);
+    }
+    contents_.resize(filled);
+    position_ = static_cast<size_t>(start);
+    in_memory_ = position_ <= contents_.size();
+}
+
 BackupReader::Step BackupReader::Next(BackupRecord* record) {
+    if (in_memory_) {
+        if (NextInMemory(record)) return kRecord;
+        // fscanf takes it from here, at the same offset, and says what the head is.
+        if (position_ == contents_.size()) return kEnd;
+        fseek(file_, static_cast<long>(position_), SEEK_SET);
+        const Step step = NextFromFile(record);
+        const long now = ftell(file_);
+        position_ = now < 0 ? contents_.size() : static_cast<size_t>(now);
+        return step;
+    }
+    return NextFromFile(record);
+}
+
+bool BackupReader::NextInMemory(BackupRecord* record) {
+    const char* const start = contents_.data() + position_;
+    TextCursor head{start, contents_.data() + contents_.size()};
+    uint64_t crc;
+    uint64_t length;
+    if (!ReadHexField(head, 8, &crc) || !head.Take(',') || !ReadHexField(head, 16, &length) ||
+        !head.Take(',') || length > kBodyBufferSize) {
+        return false;
+    }
+    record->offset = static_cast<long>(position_);
+    record->stored_crc = static_cast<uint32_t>(crc);
+    record->length = length;
+    const size_t available = static_cast<size_t>(head.end - head.p);
+    record->bytes_read = length < available ? length : available;
+    memcpy(buffer_, head.p, record->bytes_read);
+    FinishBody(record);
+    position_ = static_cast<size_t>(head.p - contents_.data()) + record->bytes_read;
+    return true;
+}
+
+void BackupReader::FinishBody(BackupRecord* record) {
+    const size_t length = static_cast<size_t>(record->length);
+    buffer_[length < kBodyBufferSize - 1 ? length : kBodyBufferSize - 1] = '\0';
+    record->computed_crc = crc32(buffer_, length);
+    record->body.assign(buffer_, length);
+}
+
+BackupReader::Step BackupReader::NextFromFile(BackupRecord* record) {
     record->offset = ftell(file_);
     uint32_t crc = 0;
     uint64_t length = 0;
@@ -90,11 +162,8 @@ BackupReader::Step BackupReader::Next(BackupRecord* record) {
     record->stored_crc = crc;
     record->length = length;
     if (length > kBodyBufferSize) return kLengthTooLong;
-
     record->bytes_read = fread(buffer_, 1, length, file_);
-    buffer_[length < kBodyBufferSize - 1 ? length : kBodyBufferSize - 1] = '\0';
-    record->computed_crc = crc32(buffer_, length);
-    record->body.assign(buffer_, length);
+    FinishBody(record);
     return kRecord;
 }
 

@@ -74,13 +74,24 @@ class BackupReader {
         kLengthTooLong,  // the head declares more than kBodyBufferSize bytes; body not read
     };
 
-    explicit BackupReader(FILE* file) : file_(file) {}
+    explicit BackupReader(FILE* file);
 
     Step Next(BackupRecord* record);
 
   private:
+    // A regular file is read whole up front, and records whose head is in its common form
+    // ("0x", up to 8 and 16 hexadecimal digits, commas) are taken from memory; any other head
+    // is read from the file by fscanf at the same offset, exactly as without the copy.
+    bool NextInMemory(BackupRecord* record);
+    Step NextFromFile(BackupRecord* record);
+    // Terminates the body in the buffer as the HAL does and takes its checksum.
+    void FinishBody(BackupRecord* record);
+
     FILE* file_;
     char buffer_[kBodyBufferSize] = {};
+    std::string contents_;
+    bool in_memory_ = false;
+    size_t position_ = 0;
 };
 
 // The load procedure of every container: opens `path` (a device path), reads records until the

@@ -9,11 +9,24 @@ namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
+// The value of each hexadecimal digit character; -1 for any other character.
+struct HexTable {
+    int8_t value[256];
+
+    constexpr HexTable() : value() {
+        for (int c = 0; c < 256; ++c) {
+            value[c] = c >= '0' && c <= '9'   ? static_cast<int8_t>(c - '0')
+                       : c >= 'a' && c <= 'f' ? static_cast<int8_t>(c - 'a' + 10)
+                       : c >= 'A' && c <= 'F' ? static_cast<int8_t>(c - 'A' + 10)
+                                              : -1;
+        }
+    }
+};
+
+constexpr HexTable kHex;
+
 int HexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
+    return kHex.value[static_cast<uint8_t>(c)];
 }
 
 bool IsDigit(char c) {
@@ -73,15 +86,18 @@ bool ReadHexField(TextCursor& text, size_t max_digits, uint64_t* value) {
     p += 2;
     // A leading "0x" after the field's own "0x" would be read by scanf as a prefix.
     if (end - p >= 2 && p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) return false;
+    // One digit more than allowed is looked at, to tell a long field from a short one.
+    const char* const first = p;
+    const char* const stop =
+        static_cast<size_t>(end - p) > max_digits ? p + max_digits + 1 : end;
     uint64_t v = 0;
-    size_t digits = 0;
-    for (; p != end; ++p, ++digits) {
+    for (; p != stop; ++p) {
         const int d = HexValue(*p);
         if (d < 0) break;
-        if (digits == max_digits) return false;
         v = (v << 4) | static_cast<uint64_t>(d);
     }
-    if (digits == 0) return false;
+    const size_t digits = static_cast<size_t>(p - first);
+    if (digits == 0 || digits > max_digits) return false;
     *value = v;
     text.p = p;
     return true;
