@@ -4,6 +4,7 @@
 // device root, on tmpfs where the machine has /dev/shm.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -12,7 +13,9 @@
 
 #include "common/device_path.h"
 #include "fp_utils/auth_stats.h"
+#include "fp_utils/critical_errors.h"
 #include "fp_utils/enroll_event_container.h"
+#include "fp_utils/finger_size.h"
 #include "tests/history/reference_history.h"
 
 namespace android {
@@ -185,6 +188,57 @@ void BM_EnrollHistoryInit(benchmark::State& state) {
                                                      benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_EnrollHistoryInit)->Unit(benchmark::kMicrosecond);
+
+// What a full history holds on the heap, per record and in all: mallinfo2's allocated bytes
+// before and after filling it (records, their shared-pointer control blocks, the deque).
+template <typename Fill>
+void ReportHeap(benchmark::State& state, size_t records, Fill fill) {
+    for (auto _ : state) {
+        const size_t before = mallinfo2().uordblks;
+        size_t after = before;
+        fill([&] { after = mallinfo2().uordblks; });
+        state.counters["heap_bytes"] = static_cast<double>(after - before);
+        state.counters["heap_bytes/record"] = static_cast<double>(after - before) / records;
+    }
+}
+
+void BM_HeapAuthStatsG7(benchmark::State& state) {
+    const uint32_t records = static_cast<uint32_t>(state.range(0));
+    ReportHeap(state, records, [&](auto measure) {
+        AuthStatsG7 stats(kName, records, false);
+        for (uint32_t i = 0; i < records; ++i) {
+            auto e = std::static_pointer_cast<AuthEventG7>(stats.CreateAttempt());
+            e->acquired_info = 1;
+            stats.AddAttempt(e);
+        }
+        measure();
+    });
+}
+BENCHMARK(BM_HeapAuthStatsG7)->Arg(10)->Arg(1000)->Arg(kRecords)->Iterations(1);
+
+void BM_HeapEnrollEventContainer(benchmark::State& state) {
+    ReportHeap(state, EnrollEventContainer::kMaxEvents, [&](auto measure) {
+        EnrollEventContainer container;
+        container.event_type_ = "EnrollEventG7";
+        for (size_t i = 0; i < EnrollEventContainer::kMaxEvents; ++i) {
+            container.AddEvent(container.CreateEvent());
+        }
+        measure();
+    });
+}
+BENCHMARK(BM_HeapEnrollEventContainer)->Iterations(1);
+
+void BM_HeapFingerSizes(benchmark::State& state) {
+    const uint32_t records = static_cast<uint32_t>(state.range(0));
+    ReportHeap(state, records, [&](auto measure) {
+        FingerSizes sizes(kName, records, false);
+        for (uint32_t i = 0; i < records; ++i) {
+            sizes.AddFinger(std::make_shared<FingerSize>(), false);
+        }
+        measure();
+    });
+}
+BENCHMARK(BM_HeapFingerSizes)->Arg(1000)->Iterations(1);
 
 }  // namespace
 }  // namespace fp_utils

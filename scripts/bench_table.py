@@ -78,6 +78,12 @@ def main():
         print("  ".join(cell.ljust(widths[k]) for k, cell in enumerate(row)).rstrip())
         if i == 0:
             print("  ".join("-" * w for w in widths))
+    heap = [(n, r) for n, r in medians.items() if n.startswith("BM_Heap")]
+    if heap:
+        print("\nheap held by full histories (records, their control blocks, the deque):")
+        for name, run in sorted(heap):
+            print(f"  {name[len('BM_Heap'):].split('/iterations')[0]:<28} "
+                  f"{run['heap_bytes'] / 1024:10.1f} KiB  {run['heap_bytes/record']:6.1f} B/record")
     return 0 if all_met else 1
 
 
