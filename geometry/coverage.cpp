@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "fp_utils/geometry.h"
+#include "geometry/grid_walk.h"
 #include "geometry/scan_grid.h"
 
 namespace android {
@@ -33,48 +34,6 @@ unsigned DefaultScanPoints(float low, float high) {
 bool CornersInside(const IShape& s, float left, float top, float right, float bottom) {
     return s.Contains(Point(left, top)) && s.Contains(Point(left, bottom)) &&
            s.Contains(Point(right, top)) && s.Contains(Point(right, bottom));
-}
-
-// The grid is walked row by row from (left, top); coordinates grow by repeated addition of
-// the step, so the last column and row land where the additions end.
-struct Grid {
-    float left;
-    float top;
-    float step_x;
-    float step_y;
-    unsigned nx;
-    unsigned ny;
-};
-
-unsigned CountIn(const IShape& s, const Grid& g) {
-    unsigned n = 0;
-    Point p(g.left, g.top);
-    for (unsigned row = 0; row < g.ny; ++row) {
-        p.x = g.left;
-        for (unsigned col = 0; col < g.nx; ++col) {
-            n += s.Contains(p) ? 1 : 0;
-            p.x += g.step_x;
-        }
-        p.y += g.step_y;
-    }
-    return n;
-}
-
-void CountInEach(const IShape& s1, const IShape& s2, const Grid& g, unsigned& in_s1,
-                 unsigned& in_s2, unsigned& in_both) {
-    Point p(g.left, g.top);
-    for (unsigned row = 0; row < g.ny; ++row) {
-        p.x = g.left;
-        for (unsigned col = 0; col < g.nx; ++col) {
-            const bool in1 = s1.Contains(p);
-            const bool in2 = s2.Contains(p);
-            in_s1 += in1 ? 1 : 0;
-            in_s2 += in2 ? 1 : 0;
-            in_both += (in1 && in2) ? 1 : 0;
-            p.x += g.step_x;
-        }
-        p.y += g.step_y;
-    }
 }
 
 float Share(unsigned part, unsigned whole) {
@@ -120,7 +79,7 @@ void Rect::NumOfPointsIn(const IShape& s1, const IShape& s2, unsigned& in_s1, un
                         all_in_s2 ? 1 : 0);
     if (scan.nx == 0 || scan.ny == 0) return;
 
-    Grid grid;
+    SamplingGrid grid;
     grid.left = left;
     grid.top = top;
     grid.step_x = (right - left) / static_cast<float>(scan.nx - 1);
@@ -128,23 +87,15 @@ void Rect::NumOfPointsIn(const IShape& s1, const IShape& s2, unsigned& in_s1, un
     grid.nx = scan.nx;
     grid.ny = scan.ny;
     // A shape known to hold every point counts them all at once (modulo 2^32, as counting
-    // one by one would); only the other shape is walked, if any.
-    const unsigned all = scan.nx * scan.ny;
+    // one by one would); otherwise the grid is walked a block of points at a time.
     if (all_in_s1 && all_in_s2) {
-        in_s1 = all;
-        in_s2 = all;
-        in_both = all;
-    } else if (all_in_s1) {
-        in_s1 = all;
-        in_s2 = CountIn(s2, grid);
-        in_both = in_s2;
-    } else if (all_in_s2) {
-        in_s2 = all;
-        in_s1 = CountIn(s1, grid);
-        in_both = in_s1;
-    } else {
-        CountInEach(s1, s2, grid, in_s1, in_s2, in_both);
+        in_s1 = in_s2 = in_both = scan.nx * scan.ny;
+        return;
     }
+    const GridCounts counts = CountGridPoints(grid, s1, all_in_s1, s2, all_in_s2);
+    in_s1 = counts.in_s1;
+    in_s2 = counts.in_s2;
+    in_both = counts.in_both;
 }
 
 float Rect::CoverageCoveredBy(const IShape& other) const {
