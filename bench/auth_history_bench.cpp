@@ -216,6 +216,16 @@ void BM_HeapAuthStatsG7(benchmark::State& state) {
 }
 BENCHMARK(BM_HeapAuthStatsG7)->Arg(10)->Arg(1000)->Arg(kRecords)->Iterations(1);
 
+void BM_HeapAuthStats(benchmark::State& state) {
+    const uint32_t records = static_cast<uint32_t>(state.range(0));
+    ReportHeap(state, records, [&](auto measure) {
+        AuthStats stats(kName, records, false);
+        for (uint32_t i = 0; i < records; ++i) stats.AddAttempt(stats.CreateAttempt());
+        measure();
+    });
+}
+BENCHMARK(BM_HeapAuthStats)->Arg(1000)->Iterations(1);
+
 void BM_HeapEnrollEventContainer(benchmark::State& state) {
     ReportHeap(state, EnrollEventContainer::kMaxEvents, [&](auto measure) {
         EnrollEventContainer container;
