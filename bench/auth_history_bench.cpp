@@ -11,11 +11,12 @@
 #include <filesystem>
 #include <string>
 
-#include "common/device_path.h"
 #include "fp_utils/auth_stats.h"
 #include "fp_utils/critical_errors.h"
 #include "fp_utils/enroll_event_container.h"
 #include "fp_utils/finger_size.h"
+#include "host/support/temp_root.h"
+#include "root_mapping/device_path.h"
 #include "tests/history/reference_history.h"
 
 namespace android {
@@ -53,25 +54,17 @@ void Fill(AuthStatsG7& stats) {
     }
 }
 
-// The private root, with the history written once by the library.
+// The private root (on tmpfs where the machine has /dev/shm), with the histories written once
+// by the library.
 class BenchRoot {
   public:
-    BenchRoot() {
-        const char* base = std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
-        std::string tmpl = std::string(base) + "/fp_utils_bench.XXXXXX";
-        if (mkdtemp(tmpl.data()) == nullptr) abort();
-        dir_ = tmpl;
-        setenv("FP_UTILS_ROOT", dir_.c_str(), 1);
-        std::filesystem::create_directories(dir_ + "/data/vendor/fingerprint");
+    BenchRoot() : root_(MakeRoot()) {
+        if (!root_.ok()) abort();
         AuthStatsG7 stats(kName, kRecords, true);  // not initialised: adding never saves
         Fill(stats);
         stats.backup_path_ = kPath;
         stats.SaveAttemptsToBackupFile();
         WriteEnrollHistory();
-    }
-    ~BenchRoot() {
-        std::error_code ignored;
-        std::filesystem::remove_all(dir_, ignored);
     }
 
   private:
@@ -99,7 +92,13 @@ class BenchRoot {
         container.SaveEventsToBackupFile();
     }
 
-    std::string dir_;
+    // host::TempRoot makes its directory under $TMPDIR.
+    static host::TempRoot::Layout MakeRoot() {
+        if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
+        return host::TempRoot::kDeviceDirs;
+    }
+
+    host::TempRoot root_;
 };
 
 void EnsureRoot() {

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "history/false_rejection.h"
+
 namespace android {
 namespace fp_utils {
 namespace {
@@ -17,13 +19,6 @@ constexpr char kProp[] = "persist.vendor.udfps.dynamic.exposure.";
 uint32_t ReadTunable(const char* name, uint32_t default_value) {
     return android::base::GetUintProperty<unsigned int>(std::string(kProp) + name, default_value,
                                                         std::numeric_limits<uint32_t>::max());
-}
-
-// Rejected share of the attempts that went to matching, in percent; 0 with none.
-float Frr(const AuthStats& stats) {
-    if (stats.auth_attempts_ == 0) return 0;
-    return static_cast<float>(stats.auth_rejects_) / static_cast<float>(stats.auth_attempts_) *
-           100.0f;
 }
 
 }  // namespace
@@ -135,7 +130,7 @@ void DynamicExposure::FeedAuthAttempt(std::shared_ptr<AuthEventG7> event) {
     }
     auth_stats->AddAttempt(event);
     const uint32_t held = auth_stats->total_attempts_;
-    const float frr = Frr(*auth_stats);
+    const float frr = FalseRejectionRate(*auth_stats);
     const float avg_iq = auth_stats->avg_iq_;
     const float avg_raw_mean = auth_stats->avg_rawmean_delta_;
     const bool not_ready = frr <= static_cast<float>(kFrrThreshold) || held < kNumberOfAttempts;
@@ -165,7 +160,7 @@ void DynamicExposure::Dump(int fd) {
     dprintf(fd, "  kExpoUpperBoundUs: %d\n", static_cast<int>(kExpoUpperBoundUs));
     dprintf(fd, "  kExpoLowerBoundUs: %d\n", static_cast<int>(kExpoLowerBoundUs));
     dprintf(fd, "  Stats of last %d attempts:\n", static_cast<int>(auth_stats->total_attempts_));
-    dprintf(fd, "    FRR: %.2f%%\n", static_cast<double>(Frr(*auth_stats)));
+    dprintf(fd, "    FRR: %.2f%%\n", static_cast<double>(FalseRejectionRate(*auth_stats)));
     dprintf(fd, "    Avg IQ: %.2f\n", static_cast<double>(auth_stats->avg_iq_));
     dprintf(fd, "    Avg raw mean: %.2f\n", static_cast<double>(auth_stats->avg_rawmean_delta_));
     dprintf(fd, "  \n");

@@ -4,7 +4,6 @@
 // in what is loaded, what is left of the text or what is written back aborts. A declared
 // length above 1024 ends the process by design, so inputs are cut before such a record.
 #include <android/log.h>
-#include <sys/stat.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -14,6 +13,7 @@
 
 #include "fp_utils/auth_stats.h"
 #include "history/backup_file.h"
+#include "host/support/temp_root.h"
 #include "tests/history/reference_history.h"
 
 namespace {
@@ -24,18 +24,10 @@ using android::fp_utils::AuthStatsG7;
 
 constexpr char kPath[] = "/data/vendor/fingerprint/AuthStats.fuzz";
 
-const std::string& Root() {
-    static const std::string root = [] {
-        char dir[] = "/tmp/fp_fuzz.XXXXXX";
-        if (mkdtemp(dir) == nullptr) abort();
-        setenv("FP_UTILS_ROOT", dir, 1);
-        std::string d = dir;
-        for (const char* sub : {"/data", "/data/vendor", "/data/vendor/fingerprint"}) {
-            mkdir((d + sub).c_str(), 0700);
-        }
-        __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
-        return d;
-    }();
+const android::fp_utils::host::TempRoot& Root() {
+    static const android::fp_utils::host::TempRoot root;
+    if (!root.ok()) abort();
+    __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
     return root;
 }
 
@@ -56,7 +48,7 @@ std::string State(const AuthEventG7& e) {
 
 std::string WholeFile() {
     std::string bytes;
-    FILE* f = fopen((Root() + kPath).c_str(), "r");
+    FILE* f = fopen(Root().Path(kPath).c_str(), "r");
     if (f == nullptr) return bytes;
     char buf[4096];
     for (size_t n; (n = fread(buf, 1, sizeof(buf), f)) > 0;) bytes.append(buf, n);
@@ -84,17 +76,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Check(State(fast) == State(plain), "parsed fields");
 
     // The same bytes as a backup file.
-    FILE* file = fmemopen(bytes.data(), bytes.size(), "r");
+    UniqueFile file(fmemopen(bytes.data(), bytes.size(), "r"));
     if (file != nullptr) {
-        BackupReader reader(file);
+        BackupReader reader(std::move(file));
         BackupRecord record;
         BackupReader::Step step;
         while ((step = reader.Next(&record)) == BackupReader::kRecord) {
         }
         if (step == BackupReader::kLengthTooLong) bytes.resize(static_cast<size_t>(record.offset));
-        fclose(file);
     }
-    FILE* out = fopen((Root() + kPath).c_str(), "w");
+    FILE* out = fopen(Root().Path(kPath).c_str(), "w");
     if (out == nullptr) return 0;
     fwrite(bytes.data(), 1, bytes.size(), out);
     fclose(out);

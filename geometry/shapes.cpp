@@ -1,26 +1,16 @@
 // Text forms and containment tests of the plane shapes.
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 
 #include "fp_utils/geometry.h"
 #include "geometry/containment.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
 namespace {
-
-// Shape texts are cut at 127 characters, like every other fixed text buffer of the library.
-__attribute__((format(printf, 1, 2))) std::string FormatShape(const char* format, ...) {
-    char buf[128] = {};
-    va_list args;
-    va_start(args, format);
-    vsnprintf(buf, sizeof(buf), format, args);
-    va_end(args);
-    return buf;
-}
 
 bool SameBits(float a, float b) {
     uint32_t x;
@@ -33,23 +23,24 @@ bool SameBits(float a, float b) {
 }  // namespace
 
 std::string Point::Print() const {
-    return FormatShape("Point(%.2f, %.2f)", static_cast<double>(x), static_cast<double>(y));
+    return FormatFixed(kShortText, "Point(%.2f, %.2f)", static_cast<double>(x),
+                       static_cast<double>(y));
 }
 
 std::string Circle::Print() const {
-    return FormatShape("Circle(x:%.2f, y:%.2f, r:%.2f)", static_cast<double>(center.x),
+    return FormatFixed(kShortText, "Circle(x:%.2f, y:%.2f, r:%.2f)", static_cast<double>(center.x),
                        static_cast<double>(center.y), static_cast<double>(r));
 }
 
 std::string Ellipse::Print() const {
-    return FormatShape("Ellipse(x:%.2f, y:%.2f, M:%.2f, m:%.2f, o:%.2f)",
+    return FormatFixed(kShortText, "Ellipse(x:%.2f, y:%.2f, M:%.2f, m:%.2f, o:%.2f)",
                        static_cast<double>(center.x), static_cast<double>(center.y),
                        static_cast<double>(major), static_cast<double>(minor),
                        static_cast<double>(orientation));
 }
 
 std::string Rect::Print() const {
-    return FormatShape("Rect(%.2f, %.2f - %.2f, %.2f)", static_cast<double>(left_top.x),
+    return FormatFixed(kShortText, "Rect(%.2f, %.2f - %.2f, %.2f)", static_cast<double>(left_top.x),
                        static_cast<double>(left_top.y), static_cast<double>(right_bottom.x),
                        static_cast<double>(right_bottom.y));
 }

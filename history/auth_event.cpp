@@ -6,13 +6,16 @@
 #include <cstdio>
 #include <regex>
 
-#include "history/local_time.h"
+#include "history/backup_numbers.h"
 #include "history/record_text.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
 namespace {
 
+constexpr char kBaseTag[] = "AuthEvent";
+constexpr char kG7Tag[] = "AuthEventG7";
 constexpr char kBaseLoadSignature[] =
     "virtual bool android::fp_utils::AuthEvent::LoadFromBackupString(std::string &)";
 constexpr char kG7LoadSignature[] =
@@ -157,7 +160,7 @@ bool AuthEvent::LoadFromBackupString(std::string& text) {
                        &scanned_successful, reinterpret_cast<unsigned*>(&fid),
                        reinterpret_cast<unsigned*>(&latency), reinterpret_cast<unsigned*>(&iq));
     if (items < 6) {
-        __android_log_print(ANDROID_LOG_ERROR, "AuthEvent",
+        __android_log_print(ANDROID_LOG_ERROR, kBaseTag,
                             "[%s] failed to parse str:'%s' with error %d", kBaseLoadSignature,
                             text.c_str(), -errno);
         return false;
@@ -175,31 +178,22 @@ std::string AuthEvent::GetClassName() {
 
 std::string AuthEventG7::ToDebugString() const {
     std::string text = AuthEvent::ToDebugString();
-    char buf[128];
-    snprintf(buf, sizeof(buf), ", rc:%u", rc);
-    text += buf;
-    snprintf(buf, sizeof(buf), ", lptw:%u", lptw);
-    text += buf;
+    text += FormatFixed(kShortText, ", rc:%u", rc);
+    text += FormatFixed(kShortText, ", lptw:%u", lptw);
     if (acquired_info == 1) {
-        snprintf(buf, sizeof(buf), "t_cov:%.0f%%, t_dist:%.1fmm, rawmean_delta:%d, match_score:%d",
-                 t_cov, t_dist, rawmean_delta, match_score);
         text += ", ";
-        text += buf;
+        text +=
+            FormatFixed(kShortText, "t_cov:%.0f%%, t_dist:%.1fmm, rawmean_delta:%d, match_score:%d",
+                        t_cov, t_dist, rawmean_delta, match_score);
         if (rc != 0) {
             text += ", ";
             text += GetAuthFailureReason();
             return text;
         }
-        snprintf(buf, sizeof(buf), ", stitch_img_num_:%d_%d_%d_%d_%d", stitch_img_num_[0],
-                 stitch_img_num_[1], stitch_img_num_[2], stitch_img_num_[3], stitch_img_num_[4]);
-        text += buf;
-        snprintf(buf, sizeof(buf), ", stitch_img_area_:%d_%d_%d_%d_%d", stitch_img_area_[0],
-                 stitch_img_area_[1], stitch_img_area_[2], stitch_img_area_[3], stitch_img_area_[4]);
-        text += buf;
+        text += StitchFiguresText(stitch_img_num_, stitch_img_area_);
     } else if (acquired_info == 2) {
-        snprintf(buf, sizeof(buf), "t_cov:%.0f%%, t_dist:%.1fmm", t_cov, t_dist);
         text += ", ";
-        text += buf;
+        text += FormatFixed(kShortText, "t_cov:%.0f%%, t_dist:%.1fmm", t_cov, t_dist);
     }
     return text;
 }
@@ -272,25 +266,21 @@ std::string AuthEventG7::ToBackupString() const {
 }
 
 std::string AuthEventG7::PrintedG7Fields() const {
-    char buf[1024] = {};
-    int n = snprintf(buf, sizeof(buf), ",%.2f,%.2f,%u,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x",
-                     t_cov, t_dist, lptw, rc, static_cast<unsigned>(rawmean_delta),
-                     static_cast<unsigned>(metric_1), static_cast<unsigned>(metric_2),
-                     static_cast<unsigned>(metric_3), static_cast<unsigned>(metric_4),
-                     static_cast<unsigned>(foreign_matter), static_cast<unsigned>(match_score));
-    for (const int32_t* five : {stitch_img_num_, stitch_img_area_}) {
-        if (n < 0 || static_cast<size_t>(n) >= sizeof(buf)) break;
-        n += snprintf(buf + n, sizeof(buf) - n, ",0x%x,0x%x,0x%x,0x%x,0x%x",
-                      static_cast<unsigned>(five[0]), static_cast<unsigned>(five[1]),
-                      static_cast<unsigned>(five[2]), static_cast<unsigned>(five[3]),
-                      static_cast<unsigned>(five[4]));
-    }
-    return buf;
+    auto u = [](int32_t field) { return static_cast<unsigned>(field); };
+    return FormatFixed(kLongText,
+                       ",%.2f,%.2f,%u,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,"
+                       "0x%x,0x%x,0x%x,0x%x,0x%x,0x%x",
+                       t_cov, t_dist, lptw, rc, u(rawmean_delta), u(metric_1), u(metric_2),
+                       u(metric_3), u(metric_4), u(foreign_matter), u(match_score),
+                       u(stitch_img_num_[0]), u(stitch_img_num_[1]), u(stitch_img_num_[2]),
+                       u(stitch_img_num_[3]), u(stitch_img_num_[4]), u(stitch_img_area_[0]),
+                       u(stitch_img_area_[1]), u(stitch_img_area_[2]), u(stitch_img_area_[3]),
+                       u(stitch_img_area_[4]));
 }
 
 bool AuthEventG7::LoadFromBackupString(std::string& text) {
     if (!AuthEvent::LoadFromBackupString(text)) {
-        __android_log_print(ANDROID_LOG_ERROR, "AuthEventG7", "[%s] AuthEvent failed to load '%s'",
+        __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] AuthEvent failed to load '%s'",
                             kG7LoadSignature, text.c_str());
         return false;
     }
@@ -320,9 +310,8 @@ bool AuthEventG7::LoadFromBackupString(std::string& text) {
         u(stitch_img_area_[0]), u(stitch_img_area_[1]), u(stitch_img_area_[2]),
         u(stitch_img_area_[3]), u(stitch_img_area_[4]));
     if (items == 21) return true;
-    __android_log_print(ANDROID_LOG_ERROR, "AuthEventG7",
-                        "[%s] failed to parse str:'%s' with error %d", kG7LoadSignature,
-                        text.c_str(), -errno);
+    __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] failed to parse str:'%s' with error %d",
+                        kG7LoadSignature, text.c_str(), -errno);
     return false;
 }
 

@@ -5,11 +5,14 @@
 #include <cstdio>
 
 #include "history/backup_file.h"
+#include "history/false_rejection.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
 namespace {
 
+constexpr char kG7Tag[] = "AuthStatsG7";
 constexpr uint32_t kNoLimit = 0xFFFFFFFFu;
 // A run of this many rejections in a row starts saving every further rejection.
 constexpr int kRejectionsBeforeSave = 5;
@@ -59,14 +62,9 @@ void AuthStats::AddAttempt(std::shared_ptr<AuthEvent> event) {
 }
 
 std::string AuthStats::ToDebugString() {
-    float frr = auth_attempts_ == 0 ? 0.0f
-                                    : static_cast<float>(auth_rejects_) /
-                                          static_cast<float>(auth_attempts_) * 100.0f;
-    char buf[1024] = {};
-    snprintf(buf, sizeof(buf),
-             "total_attempts:%d, auth_attempts:%d, auth_rejects:%d, frr:%.2f%%, avg_iq:%.2f",
-             total_attempts_, auth_attempts_, auth_rejects_, frr, avg_iq_);
-    return buf;
+    return FormatFixed(
+        kLongText, "total_attempts:%d, auth_attempts:%d, auth_rejects:%d, frr:%.2f%%, avg_iq:%.2f",
+        total_attempts_, auth_attempts_, auth_rejects_, FalseRejectionRate(*this), avg_iq_);
 }
 
 void AuthStats::PushAttempt(std::shared_ptr<AuthEvent> event) {
@@ -138,14 +136,13 @@ void AuthStatsG7::AddAttempt(std::shared_ptr<AuthEvent> event) {
         return;
     }
     __android_log_print(
-        ANDROID_LOG_ERROR, "AuthStatsG7", "[%s][%s] AuthEvent is not allowed!", name_.c_str(),
+        ANDROID_LOG_ERROR, kG7Tag, "[%s][%s] AuthEvent is not allowed!", name_.c_str(),
         "virtual void android::fp_utils::AuthStatsG7::AddAttempt(std::shared_ptr<AuthEvent>)");
 }
 
 std::string AuthStatsG7::ToDebugString() {
-    char buf[1024] = {};
-    snprintf(buf, sizeof(buf), ", avg_rawmean_delta:%.2f", avg_rawmean_delta_);
-    return AuthStats::ToDebugString() + buf;
+    return AuthStats::ToDebugString() +
+           FormatFixed(kLongText, ", avg_rawmean_delta:%.2f", avg_rawmean_delta_);
 }
 
 void AuthStatsG7::PushAttempt(std::shared_ptr<AuthEvent> event) {

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/device_path.h"
 #include "fp_utils/crc32.h"
-#include "history/record_text.h"
+#include "history/backup_numbers.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {
@@ -92,19 +92,20 @@ constexpr off_t kMaxInMemoryFile = 64 << 20;
 
 }  // namespace
 
-BackupReader::BackupReader(FILE* file) : file_(file) {
-    const int fd = fileno(file);
+BackupReader::BackupReader(UniqueFile file) : file_(std::move(file)) {
+    FILE* const f = file_.get();
+    const int fd = fileno(f);
     struct stat st;
     if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > kMaxInMemoryFile) {
         return;
     }
-    const long start = ftell(file);
+    const long start = ftell(f);
     if (start < 0) return;
     contents_.resize(static_cast<size_t>(st.st_size));
     size_t filled = 0;
     while (filled < contents_.size()) {
-        const ssize_t n = pread(fd, &contents_[filled], contents_.size() - filled,
-                                static_cast<off_t>(filled));
+        const ssize_t n =
+            pread(fd, &contents_[filled], contents_.size() - filled, static_cast<off_t>(filled));
         if (n <= 0) break;
         filled += static_cast<size_t>(n);
     }
@@ -117,10 +118,13 @@ BackupReader::Step BackupReader::Next(BackupRecord* record) {
     if (in_memory_) {
         if (NextInMemory(record)) return kRecord;
         // fscanf takes it from here, at the same offset, and says what the head is.
-        if (position_ == contents_.size()) return kEnd;
-        fseek(file_, static_cast<long>(position_), SEEK_SET);
+        if (position_ == contents_.size()) {
+            record->offset = static_cast<long>(position_);
+            return kEnd;
+        }
+        fseek(file_.get(), static_cast<long>(position_), SEEK_SET);
         const Step step = NextFromFile(record);
-        const long now = ftell(file_);
+        const long now = ftell(file_.get());
         position_ = now < 0 ? contents_.size() : static_cast<size_t>(now);
         return step;
     }
@@ -155,27 +159,28 @@ void BackupReader::FinishBody(BackupRecord* record) {
 }
 
 BackupReader::Step BackupReader::NextFromFile(BackupRecord* record) {
-    record->offset = ftell(file_);
+    FILE* file = file_.get();
+    record->offset = ftell(file);
     uint32_t crc = 0;
     uint64_t length = 0;
-    if (fscanf(file_, "0x%x,0x%" SCNx64 ",", &crc, &length) != 2) return kEnd;
+    if (fscanf(file, "0x%x,0x%" SCNx64 ",", &crc, &length) != 2) return kEnd;
     record->stored_crc = crc;
     record->length = length;
     if (length > kBodyBufferSize) return kLengthTooLong;
-    record->bytes_read = fread(buffer_, 1, length, file_);
+    record->bytes_read = fread(buffer_, 1, length, file);
     FinishBody(record);
     return kRecord;
 }
 
 void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const std::string& name,
                     const std::function<void(std::string& body)>& load) {
-    FILE* file = fopen(DevicePath(path).c_str(), "r");
+    UniqueFile file(fopen(DevicePath(path).c_str(), "r"));
     if (file == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Failed to open \"%s\" with error %d.",
                             kind.load_operation, path.c_str(), errno);
         return;
     }
-    BackupReader reader(file);
+    BackupReader reader(std::move(file));
     BackupRecord record;
     for (;;) {
         BackupReader::Step step = reader.Next(&record);
@@ -201,7 +206,6 @@ void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const s
         }
         load(record.body);
     }
-    fclose(file);
 }
 
 std::string FormatBackupRecord(const std::string& body) {
@@ -211,18 +215,18 @@ std::string FormatBackupRecord(const std::string& body) {
     return head + body;
 }
 
-FILE* OpenBackupFileForWriting(const BackupFileKind& kind, const std::string& path) {
-    FILE* file = fopen(DevicePath(path).c_str(), "w");
-    if (file == nullptr) {
+BackupWriter::BackupWriter(const BackupFileKind& kind, const std::string& path)
+    : file_(fopen(DevicePath(path).c_str(), "w")) {
+    if (file_ == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Failed to open \"%s\" with error %d.",
                             kind.save_operation, path.c_str(), errno);
     }
-    return file;
 }
 
-void WriteBackupRecord(FILE* file, const std::string& body) {
-    fprintf(file, "0x%x,0x%" PRIx64 ",%s", crc32(body.data(), body.size()),
-            static_cast<uint64_t>(body.size()), body.c_str());
+void BackupWriter::Write(const std::string& body) {
+    if (file_ == nullptr) return;
+    std::string record = FormatBackupRecord(body);
+    fwrite(record.data(), 1, record.size(), file_.get());
 }
 
 }  // namespace fp_utils

@@ -7,13 +7,15 @@
 // contain commas and the next head follows the last body byte directly.
 //
 // The containers differ only in names and log texts (BackupFileKind); the reading loop, the
-// writer and the directory preparation exist once, here. fputil reads files with the same
-// BackupReader the containers use.
+// writer, the record head and the directory preparation exist once, here. fputil reads files
+// with the same BackupReader the containers use. Reader and writer own their file and close
+// it when they go.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace android {
@@ -45,6 +47,12 @@ void PrepareBackupDirectory(const BackupFileKind& kind, const char* dir);
 // dir, a "/" if dir does not end in one, the class word and, for named kinds, "." and name.
 std::string BackupFilePath(const BackupFileKind& kind, const char* dir, const std::string& name);
 
+struct FileCloser {
+    void operator()(FILE* file) const { fclose(file); }
+};
+// An open FILE*, closed when it goes.
+using UniqueFile = std::unique_ptr<FILE, FileCloser>;
+
 // One record as a reader finds it.
 struct BackupRecord {
     long offset = 0;            // byte offset of the record's head in the file
@@ -57,7 +65,7 @@ struct BackupRecord {
     bool CrcMatches() const { return stored_crc == computed_crc; }
 };
 
-// Reads records one at a time from an open file.
+// Reads records one at a time from an open file, which it owns.
 //
 // The body buffer is the 1024 bytes the HAL reads into, zeroed once and not cleared between
 // records, and the byte at index `length` (or 1023) is set to NUL before the checksum is
@@ -74,7 +82,7 @@ class BackupReader {
         kLengthTooLong,  // the head declares more than kBodyBufferSize bytes; body not read
     };
 
-    explicit BackupReader(FILE* file);
+    explicit BackupReader(UniqueFile file);
 
     Step Next(BackupRecord* record);
 
@@ -87,7 +95,7 @@ class BackupReader {
     // Terminates the body in the buffer as the HAL does and takes its checksum.
     void FinishBody(BackupRecord* record);
 
-    FILE* file_;
+    UniqueFile file_;
     char buffer_[kBodyBufferSize] = {};
     std::string contents_;
     bool in_memory_ = false;
@@ -101,22 +109,32 @@ class BackupReader {
 void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const std::string& name,
                     const std::function<void(std::string& body)>& load);
 
-// The record text for `body`, as it stands in the file.
+// The record text for `body`, head and body, as it stands in the file.
 std::string FormatBackupRecord(const std::string& body);
+
+// Writes records to a file that it opens, truncated, and owns.
+class BackupWriter {
+  public:
+    // Opens `path` (a device path); a failure is logged as `kind` says, and ok() is false.
+    BackupWriter(const BackupFileKind& kind, const std::string& path);
+
+    bool ok() const { return file_ != nullptr; }
+    // Appends one record carrying `body`; nothing when the file could not be opened.
+    void Write(const std::string& body);
+
+  private:
+    UniqueFile file_;
+};
 
 // The write procedure: truncates `path` and writes one record per backup string of `records`
 // (a sequence of pointers to records with ToBackupString()), front to back.
-FILE* OpenBackupFileForWriting(const BackupFileKind& kind, const std::string& path);
-void WriteBackupRecord(FILE* file, const std::string& body);
-
 template <typename Records>
 void SaveBackupFile(const BackupFileKind& kind, const std::string& path, const Records& records) {
-    FILE* file = OpenBackupFileForWriting(kind, path);
-    if (file == nullptr) return;
+    BackupWriter writer(kind, path);
+    if (!writer.ok()) return;
     for (const auto& record : records) {
-        WriteBackupRecord(file, record->ToBackupString());
+        writer.Write(record->ToBackupString());
     }
-    fclose(file);
 }
 
 }  // namespace fp_utils

@@ -1,8 +1,7 @@
 #include "fp_utils/critical_errors.h"
 
-#include <cstdio>
-
-#include "history/local_time.h"
+#include "history/record_text.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
@@ -12,9 +11,7 @@ std::string ErrorEvent::GetLocalTime() const {
 }
 
 std::string ErrorEvent::ToDebugString() const {
-    char buf[128] = {};
-    snprintf(buf, sizeof(buf), "%s %s", GetLocalTime().c_str(), error_msg.c_str());
-    return buf;
+    return FormatDebugLine(GetLocalTime(), "%s", error_msg.c_str());
 }
 
 CriticalErrors* CriticalErrors::GetInstance() {

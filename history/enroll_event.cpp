@@ -6,12 +6,15 @@
 #include <cstdio>
 #include <regex>
 
-#include "history/local_time.h"
+#include "history/record_text.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
 namespace {
 
+constexpr char kBaseTag[] = "EnrollEvent";
+constexpr char kG7Tag[] = "EnrollEventG7";
 constexpr char kBaseLoadSignature[] =
     "virtual bool android::fp_utils::EnrollEvent::LoadFromBackupString(std::string &)";
 constexpr char kG7LoadSignature[] =
@@ -52,13 +55,11 @@ std::string EnrollEvent::ToDebugString() const {
 }
 
 std::string EnrollEvent::ToBackupString() const {
-    char buf[128] = {};
-    snprintf(buf, sizeof(buf), "0x%lx,%d,0x%x,0x%x,0x%x,0x%x,%.2f,0x%x",
-             static_cast<unsigned long>(time), static_cast<int>(op), enroll_successful ? 1u : 0u,
-             static_cast<unsigned>(gid), static_cast<unsigned>(fid),
-             static_cast<unsigned>(capture_count), iq_avg,
-             static_cast<unsigned>(enrolled_fingers_count));
-    return buf;
+    return FormatFixed(kShortText, "0x%lx,%d,0x%x,0x%x,0x%x,0x%x,%.2f,0x%x",
+                       static_cast<unsigned long>(time), static_cast<int>(op),
+                       enroll_successful ? 1u : 0u, static_cast<unsigned>(gid),
+                       static_cast<unsigned>(fid), static_cast<unsigned>(capture_count), iq_avg,
+                       static_cast<unsigned>(enrolled_fingers_count));
 }
 
 bool EnrollEvent::LoadFromBackupString(std::string& text) {
@@ -69,7 +70,7 @@ bool EnrollEvent::LoadFromBackupString(std::string& text) {
                        &scanned_op, &scanned_successful, AsUnsigned(gid), AsUnsigned(fid),
                        AsUnsigned(capture_count), &iq_avg, AsUnsigned(enrolled_fingers_count));
     if (items < 8) {
-        __android_log_print(ANDROID_LOG_ERROR, "EnrollEvent",
+        __android_log_print(ANDROID_LOG_ERROR, kBaseTag,
                             "[%s] failed to parse str:'%s' with error %d", kBaseLoadSignature,
                             text.c_str(), -errno);
         return false;
@@ -102,18 +103,10 @@ std::string EnrollEventG7::GetEnrollFailureReason() const {
 
 std::string EnrollEventG7::ToDebugString() const {
     std::string text = EnrollEvent::ToDebugString();
-    char buf[128];
-    snprintf(buf, sizeof(buf), ", rc:%u", rc);
-    text += buf;
+    text += FormatFixed(kShortText, ", rc:%u", rc);
     if (op == DEL) return text;
-    snprintf(buf, sizeof(buf), ", rawmean_delta:%.2f", rawmean_delta);
-    text += buf;
-    snprintf(buf, sizeof(buf), ", stitch_img_num_:%d_%d_%d_%d_%d", stitch_img_num_[0],
-             stitch_img_num_[1], stitch_img_num_[2], stitch_img_num_[3], stitch_img_num_[4]);
-    text += buf;
-    snprintf(buf, sizeof(buf), ", stitch_img_area_:%d_%d_%d_%d_%d", stitch_img_area_[0],
-             stitch_img_area_[1], stitch_img_area_[2], stitch_img_area_[3], stitch_img_area_[4]);
-    text += buf;
+    text += FormatFixed(kShortText, ", rawmean_delta:%.2f", rawmean_delta);
+    text += StitchFiguresText(stitch_img_num_, stitch_img_area_);
     if (!enroll_successful) {
         text += ", ";
         text += GetEnrollFailureReason();
@@ -122,21 +115,19 @@ std::string EnrollEventG7::ToDebugString() const {
 }
 
 std::string EnrollEventG7::ToBackupString() const {
-    char buf[128] = {};
-    snprintf(buf, sizeof(buf), ",0x%x,%.2f,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x", rc,
-             rawmean_delta, static_cast<unsigned>(stitch_img_num_[0]),
-             static_cast<unsigned>(stitch_img_num_[1]), static_cast<unsigned>(stitch_img_num_[2]),
-             static_cast<unsigned>(stitch_img_num_[3]), static_cast<unsigned>(stitch_img_num_[4]),
-             static_cast<unsigned>(stitch_img_area_[0]), static_cast<unsigned>(stitch_img_area_[1]),
-             static_cast<unsigned>(stitch_img_area_[2]), static_cast<unsigned>(stitch_img_area_[3]),
-             static_cast<unsigned>(stitch_img_area_[4]));
-    return EnrollEvent::ToBackupString() + buf;
+    auto u = [](int32_t field) { return static_cast<unsigned>(field); };
+    return EnrollEvent::ToBackupString() +
+           FormatFixed(kShortText, ",0x%x,%.2f,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x",
+                       rc, rawmean_delta, u(stitch_img_num_[0]), u(stitch_img_num_[1]),
+                       u(stitch_img_num_[2]), u(stitch_img_num_[3]), u(stitch_img_num_[4]),
+                       u(stitch_img_area_[0]), u(stitch_img_area_[1]), u(stitch_img_area_[2]),
+                       u(stitch_img_area_[3]), u(stitch_img_area_[4]));
 }
 
 bool EnrollEventG7::LoadFromBackupString(std::string& text) {
     if (!EnrollEvent::LoadFromBackupString(text)) {
-        __android_log_print(ANDROID_LOG_ERROR, "EnrollEventG7",
-                            "[%s] EnrollEvent failed to load '%s'", kG7LoadSignature, text.c_str());
+        __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] EnrollEvent failed to load '%s'",
+                            kG7LoadSignature, text.c_str());
         return false;
     }
     int items =
@@ -147,9 +138,8 @@ bool EnrollEventG7::LoadFromBackupString(std::string& text) {
                AsUnsigned(stitch_img_area_[1]), AsUnsigned(stitch_img_area_[2]),
                AsUnsigned(stitch_img_area_[3]), AsUnsigned(stitch_img_area_[4]));
     if (items == 12) return true;
-    __android_log_print(ANDROID_LOG_ERROR, "EnrollEventG7",
-                        "[%s] failed to parse str:'%s' with error %d", kG7LoadSignature,
-                        text.c_str(), -errno);
+    __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] failed to parse str:'%s' with error %d",
+                        kG7LoadSignature, text.c_str(), -errno);
     return false;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "history/backup_file.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
@@ -24,15 +25,11 @@ float LengthOn(const FingerSize& finger, FingerSize::Axis axis) {
 }  // namespace
 
 std::string FingerSize::ToString() const {
-    char buf[128] = {};
-    snprintf(buf, sizeof(buf), "op:%d, size:(%.1f, %.1f)", op, size.first, size.second);
-    return buf;
+    return FormatFixed(kShortText, "op:%d, size:(%.1f, %.1f)", op, size.first, size.second);
 }
 
 std::string FingerSize::ToBackupString() const {
-    char buf[128] = {};
-    snprintf(buf, sizeof(buf), "%d,%.1f,%.1f", op, size.first, size.second);
-    return buf;
+    return FormatFixed(kShortText, "%d,%.1f,%.1f", op, size.first, size.second);
 }
 
 bool FingerSize::LoadFromBackupString(std::string& text) {

@@ -13,17 +13,15 @@
 #include <cstring>
 #include <string>
 
-#include "common/device_path.h"
 #include "platform/touch_polling_worker_thread.h"
 #include "platform/touch_record.h"
-
-#define LOG_TAG "FpsTouchHandler"
-#define LOGD(...) __android_log_print(ANDROID_LOG_DEBUG, LOG_TAG, __VA_ARGS__)
-#define LOGE(...) __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, __VA_ARGS__)
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {
 namespace {
+
+constexpr char kTag[] = "FpsTouchHandler";
 
 constexpr char kSupportedProperty[] = "persist.vendor.udfps.fps_touch_handler_supported";
 constexpr char kDevicePathProperty[] = "persist.vendor.udfps.fth.touch_dev_path";
@@ -86,18 +84,20 @@ void FpsTouchHandler::SetTouchEventCallback(TouchEventCallback callback) {
 
 bool FpsTouchHandler::Configure(const TouchConfig& config) {
     if (!IsFpsTouchHandlerSupported()) {
-        LOGE("%s: FpsTouchHandler is not supported on this device", "Configure");
+        __android_log_print(ANDROID_LOG_ERROR, kTag,
+                            "%s: FpsTouchHandler is not supported on this device", "Configure");
         return false;
     }
     std::lock_guard<std::timed_mutex> lock(mutex_);
     if (fd_ < 0 && !OpenTouchDevice()) {
-        LOGE("%s: failed to open touch device", "Configure");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: failed to open touch device", "Configure");
         return false;
     }
     if (touch_polling_worker_thread_ == nullptr) {
         touch_polling_worker_thread_ = new TouchPollingWorkerThread(this);
         if (!touch_polling_worker_thread_->Init()) {
-            LOGE("%s: failed to init touch_polling_worker_thread_", "Configure");
+            __android_log_print(ANDROID_LOG_ERROR, kTag,
+                                "%s: failed to init touch_polling_worker_thread_", "Configure");
             touch_polling_worker_thread_.clear();
             return false;
         }
@@ -112,12 +112,16 @@ bool FpsTouchHandler::Configure(const TouchConfig& config) {
     command.top = Scale(config.top, factor);
     command.right = Scale(config.right, factor);
     command.bottom = Scale(config.bottom, factor);
-    LOGD("%s: left:%d, right:%d, top:%d, bottom:%d", "Configure", command.left, command.right,
-         command.top, command.bottom);
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: left:%d, right:%d, top:%d, bottom:%d",
+                        "Configure", command.left, command.right, command.top, command.bottom);
 
+    // The touch driver answers this request; on a host, the touch device stand-in's ioctl
+    // interposer (host/touch_device.h) answers it for descriptors open on its device node
+    // and hands every other descriptor to the C library.
     int ret = ioctl(fd_, kIoctlSetArea, &command);
     if (ret != 0) {
-        LOGE("%s: fth ioctl %d error %d", "Configure", static_cast<int>(kIoctlSetArea), ret);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: fth ioctl %d error %d", "Configure",
+                            static_cast<int>(kIoctlSetArea), ret);
         return false;
     }
     configured_ = true;
@@ -126,10 +130,12 @@ bool FpsTouchHandler::Configure(const TouchConfig& config) {
 
 bool FpsTouchHandler::OpenTouchDevice() {
     std::string path = android::base::GetProperty(kDevicePathProperty, kDefaultDevicePath);
-    LOGD("%s: opening device: %s", "OpenTouchDevice", path.c_str());
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: opening device: %s", "OpenTouchDevice",
+                        path.c_str());
     fd_ = open(DevicePath(path).c_str(), O_RDWR);
     if (fd_ < 0) {
-        LOGE("%s: could not open %s, %s\n", "OpenTouchDevice", path.c_str(), strerror(errno));
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: could not open %s, %s\n",
+                            "OpenTouchDevice", path.c_str(), strerror(errno));
         return false;
     }
     return true;
@@ -137,9 +143,10 @@ bool FpsTouchHandler::OpenTouchDevice() {
 
 bool FpsTouchHandler::Start() {
     std::lock_guard<std::timed_mutex> lock(mutex_);
-    LOGD("%s", "Start");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s", "Start");
     if (!configured_) {
-        LOGE("%s: configuration has not been completed", "Start");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: configuration has not been completed",
+                            "Start");
         return false;
     }
     if (!started_) {
@@ -151,7 +158,7 @@ bool FpsTouchHandler::Start() {
 
 bool FpsTouchHandler::Stop() {
     std::lock_guard<std::timed_mutex> lock(mutex_);
-    LOGD("%s", "Stop");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s", "Stop");
     if (started_) {
         // The lock stays held while the worker ends; the worker gives up any wait for it.
         stopping_ = true;
@@ -167,21 +174,25 @@ bool FpsTouchHandler::EnableLptwEventReport(bool enable) {
     if (TouchPollingWorkerThread::IsCurrentThread()) {
         // Called from the touch callback: a Stop that waits for this very thread holds the lock.
         if (!LockForWorker(lock)) {
-            LOGE("%s: touch handler is stopping", "EnableLptwEventReport");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: touch handler is stopping",
+                                "EnableLptwEventReport");
             return false;
         }
     } else {
         lock.lock();
     }
-    LOGD("%s:%d", "EnableLptwEventReport", enable ? 1 : 0);
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s:%d", "EnableLptwEventReport", enable ? 1 : 0);
     if (!configured_) {
-        LOGE("%s: configuration has not been completed", "EnableLptwEventReport");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: configuration has not been completed",
+                            "EnableLptwEventReport");
         return false;
     }
     const unsigned long request = enable ? kIoctlLptwEnable : kIoctlLptwDisable;
+    // Answered by the touch driver; on a host by the touch device stand-in's interposer.
     int ret = ioctl(fd_, request, nullptr);
     if (ret != 0) {
-        LOGE("%s: fth ioctl %d error %d", "EnableLptwEventReport", static_cast<int>(request), ret);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: fth ioctl %d error %d",
+                            "EnableLptwEventReport", static_cast<int>(request), ret);
         return false;
     }
     return true;
@@ -201,7 +212,8 @@ bool FpsTouchHandler::LockForWorker(std::unique_lock<std::timed_mutex>& lock) {
 void FpsTouchHandler::ReadTouchEvent() {
     // Tested before locking: a Stop may hold the lock while it waits for this thread.
     if (!configured_) {
-        LOGE("%s: configuration has not been completed", "ReadTouchEvent");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: configuration has not been completed",
+                            "ReadTouchEvent");
         return;
     }
     uint8_t buf[kReadBufferSize];
@@ -210,7 +222,7 @@ void FpsTouchHandler::ReadTouchEvent() {
         std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
         if (!LockForWorker(lock)) return;
         if (fd_ < 0) {
-            LOGE("%s: invalid fd", "ReadTouchEvent");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid fd", "ReadTouchEvent");
             return;
         }
         // A short or failed read leaves zeros, which read as an empty batch.
@@ -225,12 +237,12 @@ void FpsTouchHandler::ReadTouchEvent() {
     for (uint32_t i = 0; i < count; ++i) {
         const uint8_t* raw = buf + kReadHeaderSize + i * kRawEventSize;
         if ((raw[kRawTouchValidOffset] & 1) == 0) {
-            LOGE("%s: invalid event", "ReadTouchEvent");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid event", "ReadTouchEvent");
             continue;
         }
         ConvertRawTouchRecord(raw, scaling, &last_event_);
         if (!touch_event_callback_) {
-            __android_log_print(ANDROID_LOG_FATAL, LOG_TAG, "%s: no touch event callback",
+            __android_log_print(ANDROID_LOG_FATAL, kTag, "%s: no touch event callback",
                                 "ReadTouchEvent");
             abort();
         }

@@ -7,7 +7,8 @@
 #include <stdlib.h>
 #include <time.h>
 
-#include "common/device_path.h"
+#include "root_mapping/device_path.h"
+#include "text/text.h"
 
 namespace android {
 namespace fp_utils {
@@ -19,13 +20,6 @@ constexpr char kErrorFile[] = "/data/vendor/tombstones/fingerprint/init_error.tx
 constexpr char kTrustyLog[] = "/dev/trusty-log0";
 constexpr char kTrustyLogCopy[] = "/data/vendor/tombstones/fingerprint/init_trusty_log.txt";
 constexpr char kCopyCommand[] = "cat %s > %s";
-constexpr char kTimeFormat[] = "%Y-%m-%d %H:%M:%S";
-
-// Local time of the whole seconds of `seconds`; an empty text if it cannot be converted.
-void FormatLocalTime(time_t seconds, char (&buf)[80]) {
-    const struct tm* local = localtime(&seconds);
-    if (local == nullptr || strftime(buf, sizeof(buf), kTimeFormat, local) == 0) buf[0] = '\0';
-}
 
 }  // namespace
 
@@ -45,11 +39,8 @@ void FpsInitInfo::SetError(std::string error) {
     std::lock_guard<std::mutex> lock(mutex_);
     error_time_ =
         std::chrono::time_point_cast<std::chrono::microseconds>(std::chrono::system_clock::now());
-    char time_buf[80] = {};
-    FormatLocalTime(std::chrono::system_clock::to_time_t(error_time_), time_buf);
-
     if (!error_str_.empty()) error_str_ += ",";
-    error_str_ += time_buf;
+    error_str_ += FormatLocalTime(std::chrono::system_clock::to_time_t(error_time_));
     error_str_ += " ";
     error_str_ += error;
     __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: error_str_:%s", "SetError",
@@ -83,12 +74,11 @@ void FpsInitInfo::Dump(int fd) {
         dprintf(fd, "Unexpected state:%d\n", static_cast<int>(state_));
         return;
     }
-    char time_buf[80] = {};
-    FormatLocalTime(std::chrono::system_clock::to_time_t(start_time_), time_buf);
+    std::string start = FormatLocalTime(std::chrono::system_clock::to_time_t(start_time_));
     long long start_ms = start_time_.time_since_epoch().count() % 1000000 / 1000;
     int latency_ms = static_cast<int>(
         std::chrono::duration_cast<std::chrono::milliseconds>(end_time_ - start_time_).count());
-    dprintf(fd, "Initialization successful, start_time:%s.%03lld, latency:%dms\n", time_buf,
+    dprintf(fd, "Initialization successful, start_time:%s.%03lld, latency:%dms\n", start.c_str(),
             start_ms, latency_ms);
 }
 

@@ -10,10 +10,12 @@
 #include <ctime>
 #include <string>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-class AuthEvent {
+class FP_UTILS_EXPORT AuthEvent {
   public:
     virtual ~AuthEvent() = default;
 
@@ -43,7 +45,7 @@ class AuthEvent {
 };
 
 // The G7 sensor generation's record: the matcher's and image pipeline's figures on top.
-class AuthEventG7 : public AuthEvent {
+class FP_UTILS_EXPORT AuthEventG7 : public AuthEvent {
   public:
     std::string ToDebugString() const override;
     std::string ToBackupString() const override;

@@ -16,11 +16,12 @@
 #include <string>
 
 #include "fp_utils/auth_event.h"
+#include "fp_utils/export.h"
 
 namespace android {
 namespace fp_utils {
 
-class AuthStats {
+class FP_UTILS_EXPORT AuthStats {
   public:
     static constexpr char kBackupDir[] = "/data/vendor/fingerprint/";
 
@@ -54,7 +55,7 @@ class AuthStats {
 
 // Accepts AuthEventG7 records only and also keeps the mean rawmean_delta of the attempts
 // that went to matching. Its backup file is "AuthStats.<name>", like the base class's.
-class AuthStatsG7 : public AuthStats {
+class FP_UTILS_EXPORT AuthStatsG7 : public AuthStats {
   public:
     AuthStatsG7(std::string name, uint32_t max_attempts, bool backup_enabled);
 

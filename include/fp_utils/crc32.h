@@ -8,10 +8,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-uint32_t crc32(const void* data, size_t length);
+FP_UTILS_EXPORT uint32_t crc32(const void* data, size_t length);
 
 }  // namespace fp_utils
 }  // namespace android

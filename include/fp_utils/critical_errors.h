@@ -13,10 +13,12 @@
 #include <mutex>
 #include <string>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-class ErrorEvent {
+class FP_UTILS_EXPORT ErrorEvent {
   public:
     ErrorEvent() = default;
     ErrorEvent(std::string msg, time_t when) : error_msg(std::move(msg)), time(when) {}
@@ -32,7 +34,7 @@ class ErrorEvent {
     time_t time = 0;
 };
 
-class CriticalErrors {
+class FP_UTILS_EXPORT CriticalErrors {
   public:
     static constexpr size_t kMaxEvents = 100;
 

@@ -10,10 +10,12 @@
 #include <cstdint>
 #include <string>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-class DevCdtInfo {
+class FP_UTILS_EXPORT DevCdtInfo {
   public:
     static DevCdtInfo& GetInstance();
 
@@ -43,7 +45,7 @@ class DevCdtInfo {
 
 // Version strings are equal when they hold the same bytes: no trimming, no case folding, no
 // numeric reading ("1.0" and "1.00" differ).
-class VersionCompare {
+class FP_UTILS_EXPORT VersionCompare {
   public:
     static bool checkEqual(const std::string& a, const std::string& b);
 };

@@ -15,6 +15,7 @@
 
 #include "fp_utils/auth_event.h"
 #include "fp_utils/auth_stats.h"
+#include "fp_utils/export.h"
 
 namespace android {
 namespace fp_utils {
@@ -33,7 +34,7 @@ enum StepAdjustment : int32_t {
     kStepUp = 1,
 };
 
-class DynamicExposure {
+class FP_UTILS_EXPORT DynamicExposure {
   public:
     // Receives the new exposure time and exposure base, both in milliseconds.
     using ExpoChangedCallback = void (*)(void* ctx, float expo, float base);

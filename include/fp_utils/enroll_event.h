@@ -11,6 +11,8 @@
 #include <ctime>
 #include <string>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
@@ -19,7 +21,7 @@ enum EnrollOp : int32_t {
     DEL = 1,  // an enrolled finger was removed
 };
 
-class EnrollEvent {
+class FP_UTILS_EXPORT EnrollEvent {
   public:
     virtual ~EnrollEvent() = default;
 
@@ -48,7 +50,7 @@ class EnrollEvent {
 };
 
 // The G7 sensor generation's record: the result code and the image statistics on top.
-class EnrollEventG7 : public EnrollEvent {
+class FP_UTILS_EXPORT EnrollEventG7 : public EnrollEvent {
   public:
     // The base line, ", rc:<rc>" and, unless the op is DEL, the raw mean delta, the stitch
     // counters and, for a failed enrollment, the failure reason.

@@ -14,11 +14,12 @@
 #include <string>
 
 #include "fp_utils/enroll_event.h"
+#include "fp_utils/export.h"
 
 namespace android {
 namespace fp_utils {
 
-class EnrollEventContainer {
+class FP_UTILS_EXPORT EnrollEventContainer {
   public:
     static constexpr char kBackupDir[] = "/data/vendor/fingerprint/";
     static constexpr size_t kMaxEvents = 50;

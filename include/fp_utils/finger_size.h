@@ -18,10 +18,12 @@
 #include <string>
 #include <utility>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-class FingerSize {
+class FP_UTILS_EXPORT FingerSize {
   public:
     // Which length to take; any value but X takes the second one.
     enum Axis { X = 0, Y = 1 };
@@ -40,7 +42,7 @@ class FingerSize {
     std::pair<float, float> size{0.0f, 0.0f};
 };
 
-class FingerSizes {
+class FP_UTILS_EXPORT FingerSizes {
   public:
     static constexpr char kBackupDir[] = "/data/vendor/fingerprint/";
     static constexpr uint32_t kNoLimit = 0xFFFFFFFFu;

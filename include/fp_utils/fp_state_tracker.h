@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "fp_utils/export.h"
 #include "fp_utils/geometry.h"
 
 namespace android {
@@ -33,7 +34,7 @@ enum fp_state_t : uint32_t {
     FP_STATE_MARK = 0x205,
 };
 
-class FpStateTracker {
+class FP_UTILS_EXPORT FpStateTracker {
   public:
     // The process's tracker; every field starts at 0.
     static FpStateTracker& GetInstance();
@@ -65,7 +66,7 @@ class FpStateTracker {
     std::atomic<int64_t> mark_steady_{0};
 };
 
-class FingerState {
+class FP_UTILS_EXPORT FingerState {
   public:
     // `event_time` is the uptime (ms) of the finger-down event; not positive means unknown.
     // `lptw` asks for the touch handler's low-power touch-wake report while the finger is down.

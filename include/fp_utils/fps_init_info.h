@@ -15,10 +15,12 @@
 #include <mutex>
 #include <string>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-class FpsInitInfo {
+class FP_UTILS_EXPORT FpsInitInfo {
   public:
     // Other values may be set; Dump reports them as unexpected.
     enum State : int32_t {

@@ -22,11 +22,13 @@
 #include <functional>
 #include <mutex>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
 // The fingerprint area in panel units, before scaling to the device's resolution.
-struct TouchConfig {
+struct FP_UTILS_EXPORT TouchConfig {
     int32_t left;
     int32_t top;
     int32_t right;
@@ -35,7 +37,7 @@ struct TouchConfig {
 
 // One touch record of the driver, converted to panel units; orientation in radians (+-pi/2
 // at the extremes). touch_state is 0, 1 or 2, or 0xFFFFFFFF for anything else.
-struct TouchEvent {
+struct FP_UTILS_EXPORT TouchEvent {
     uint32_t touch_state;
     uint32_t touch_value;
     uint32_t touch_id;
@@ -57,7 +59,7 @@ using TouchEventCallback = std::function<void(const TouchEvent&)>;
 
 class TouchPollingWorkerThread;
 
-class FpsTouchHandler {
+class FP_UTILS_EXPORT FpsTouchHandler {
   public:
     // Driver requests. They are plain numbers, not encoded with a direction and size.
     static constexpr unsigned long kIoctlLptwEnable = 102;

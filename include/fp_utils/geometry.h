@@ -12,10 +12,12 @@
 #include <cstdint>
 #include <string>
 
+#include "fp_utils/export.h"
+
 namespace android {
 namespace fp_utils {
 
-class Point {
+class FP_UTILS_EXPORT Point {
   public:
     Point() = default;
     Point(float x, float y) : x(x), y(y) {}
@@ -26,7 +28,7 @@ class Point {
     float y = 0;
 };
 
-class IShape {
+class FP_UTILS_EXPORT IShape {
   public:
     virtual ~IShape() = default;
     virtual std::string Print() const = 0;
@@ -47,7 +49,7 @@ class IShape {
     }
 };
 
-class Circle : public IShape {
+class FP_UTILS_EXPORT Circle : public IShape {
   public:
     Circle() = default;
     Circle(float x, float y, float r) : center(x, y), r(r) {}
@@ -67,7 +69,7 @@ class Circle : public IShape {
 
 // `major` and `minor` are full axis lengths; `orientation` is the angle of the major axis in
 // radians, 0 meaning vertical, positive turning it towards +x.
-class Ellipse : public IShape {
+class FP_UTILS_EXPORT Ellipse : public IShape {
   public:
     Ellipse() { terms_ = MakeTerms(major, minor, orientation); }
     Ellipse(float x, float y, float major, float minor, float orientation)
@@ -106,7 +108,7 @@ class Ellipse : public IShape {
 };
 
 // Not normalised: left <= right and top <= bottom are assumed.
-class Rect : public IShape {
+class FP_UTILS_EXPORT Rect : public IShape {
   public:
     Rect() = default;
     Rect(float left, float top, float right, float bottom)

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/log_capture.h"
+#include "tests/support/fixture.h"
 
 namespace android::fp_utils {
 namespace {

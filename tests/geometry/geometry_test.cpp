@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "tests/geometry/reference_geometry.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/fixture.h"
 #include "tests/support/properties.h"
 
 namespace android::fp_utils {

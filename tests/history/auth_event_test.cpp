@@ -4,7 +4,7 @@
 
 #include <tuple>
 
-#include "tests/support/log_capture.h"
+#include "tests/support/fixture.h"
 
 namespace android {
 namespace fp_utils {

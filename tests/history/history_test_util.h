@@ -8,19 +8,14 @@
 #include <vector>
 
 #include "fp_utils/crc32.h"
+#include "host/support/dump_text.h"
 
 namespace android::fp_utils::testing {
 
 // What history.Dump(fd, nullptr, 0) writes.
 template <typename History>
 std::string DumpText(History& history) {
-    FILE* tmp = tmpfile();
-    history.Dump(fileno(tmp), nullptr, 0);
-    rewind(tmp);
-    std::string out;
-    for (int c; (c = fgetc(tmp)) != EOF;) out += static_cast<char>(c);
-    fclose(tmp);
-    return out;
+    return host::CaptureDump([&history](int fd) { history.Dump(fd, nullptr, 0); });
 }
 
 // One record carrying `body`; `crc_delta` spoils its checksum.

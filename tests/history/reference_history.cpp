@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <regex>
 
-#include "common/device_path.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {

@@ -1,18 +1,31 @@
-// The usual base of a library test: a private root and a log capture per case.
+// The usual base of a library test: a private root and a log capture per case. The root and
+// the capture are the host-side support's (host/support/); tests name them testing::TempRoot
+// and testing::LogCapture.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include "tests/support/log_capture.h"
+#include "host/support/log_capture.h"
+#include "host/support/temp_root.h"
 #include "tests/support/properties.h"
-#include "tests/support/temp_root.h"
 
 namespace android {
 namespace fp_utils {
 namespace testing {
 
+using host::LogCapture;
+using host::LogLine;
+using host::MakeDirsOnHost;
+using host::RemoveTreeOnHost;
+using host::TempRoot;
+
 class FpUtilsTest : public ::testing::Test {
   protected:
+    FpUtilsTest() {
+        // Without its own root a case would reach the process root of another case.
+        if (!root_.ok()) ADD_FAILURE() << "cannot make a private device root";
+    }
+
     TempRoot root_;
     LogCapture log_;
 };

@@ -10,7 +10,7 @@
 #include <ctime>
 #include <memory>
 
-#include "tests/support/temp_root.h"
+#include "host/support/temp_root.h"
 
 int main(int argc, char** argv) {
     // A death test's child runs inside its parent's root (inherited through the environment).
@@ -25,7 +25,13 @@ int main(int argc, char** argv) {
     tzset();
     // Death tests re-run this binary; "threadsafe" keeps them correct next to worker threads.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    std::unique_ptr<android::fp_utils::testing::TempRoot> process_root;
-    if (!death_test_child) process_root = std::make_unique<android::fp_utils::testing::TempRoot>();
+    std::unique_ptr<android::fp_utils::host::TempRoot> process_root;
+    if (!death_test_child) {
+        process_root = std::make_unique<android::fp_utils::host::TempRoot>();
+        if (!process_root->ok()) {
+            perror("cannot make the process's device root");
+            return 1;
+        }
+    }
     return RUN_ALL_TESTS();
 }

@@ -7,7 +7,7 @@
 
 #include "fp_utils/auth_event.h"
 #include "history/backup_file.h"
-#include "tests/support/temp_root.h"
+#include "tests/support/fixture.h"
 #include "tests/tools/run_tool.h"
 
 namespace android {

@@ -1,34 +1,32 @@
 #include "tools/fputil/backup_report.h"
 
+#include <android-base/file.h>
+#include <android-base/stringprintf.h>
+
 #include <cerrno>
 #include <cinttypes>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
-#include "tools/fputil/hal_log.h"
+#include "host/support/log_capture.h"
+#include "host/support/temp_root.h"
 
 namespace fputil {
 
+using android::base::ReadFileToString;
+using android::base::StringPrintf;
+using android::base::WriteStringToFile;
 using android::fp_utils::BackupFileKind;
 using android::fp_utils::BackupReader;
 using android::fp_utils::BackupRecord;
+using android::fp_utils::host::LogCapture;
+using android::fp_utils::host::TempRoot;
 
 namespace {
 
 std::string BaseName(const std::string& path) {
     size_t slash = path.find_last_of('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string Format(const char* format, ...) {
-    char buf[512];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(buf, sizeof(buf), format, args);
-    va_end(args);
-    return buf;
 }
 
 // Where the HAL keeps a file of this kind and name.
@@ -40,20 +38,20 @@ std::string DevicePathOf(const BackupFileKind& kind, const std::string& name) {
 // left loaded in `history`; when `rewritten` is given it receives the file after a save.
 bool LoadInScratch(const BackupFileKind& kind, const std::string& name, const std::string& bytes,
                    History* history, std::string* rewritten, std::string* error) {
-    ScratchRoot scratch;
+    TempRoot scratch;
     if (!scratch.ok()) {
         *error = std::string("cannot make a scratch directory: ") + strerror(errno);
         return false;
     }
-    std::string host = scratch.HostPath(DevicePathOf(kind, name));
-    if (!MakeParentDirs(host) || !WriteWholeFile(host, bytes)) {
+    std::string host = scratch.Path(DevicePathOf(kind, name));
+    if (!WriteStringToFile(bytes, host)) {
         *error = "cannot write " + host;
         return false;
     }
     history->Load(name);
     if (rewritten != nullptr) {
         history->Save();
-        if (!ReadWholeFile(host, rewritten)) {
+        if (!ReadFileToString(host, rewritten)) {
             *error = "the container did not write " + host;
             return false;
         }
@@ -81,6 +79,7 @@ const char* VerdictName(Verdict verdict) {
 
 bool InspectBackupFile(const std::string& host_path, const ReportOptions& options,
                        FileReport* report, std::string* error) {
+    LogCapture hal_log;  // what the HAL logs goes into the report, not to stderr
     *report = FileReport();
     report->path = host_path;
     std::string name;
@@ -100,19 +99,19 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
     report->name = name;
 
     std::string bytes;
-    if (!ReadWholeFile(host_path, &bytes)) {
+    if (!ReadFileToString(host_path, &bytes, /*follow_symlinks=*/true)) {
         *error = host_path + ": " + strerror(errno);
         return false;
     }
     report->size = static_cast<long>(bytes.size());
 
     // First pass: the records as the HAL's reader meets them.
-    FILE* file = fopen(host_path.c_str(), "r");
+    android::fp_utils::UniqueFile file(fopen(host_path.c_str(), "r"));
     if (file == nullptr) {
         *error = host_path + ": " + strerror(errno);
         return false;
     }
-    BackupReader reader(file);
+    BackupReader reader(std::move(file));
     std::vector<std::string> good_bodies;
     for (;;) {
         RecordReport entry;
@@ -122,7 +121,7 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             if (offset < report->size) {
                 report->damaged = true;
                 report->damage_offset = offset;
-                report->damage = Format(
+                report->damage = StringPrintf(
                     "%ld bytes at offset %ld are not a record head: the HAL "
                     "stops reading there",
                     report->size - offset, offset);
@@ -135,10 +134,10 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             report->damaged = true;
             report->terminates = true;
             report->damage_offset = offset;
-            report->damage = Format("record #%zu declares %" PRIu64
-                                    " bytes, more than the HAL's 1024-byte buffer: the HAL's "
-                                    "process terminates while loading this file",
-                                    report->records.size() - 1, entry.record.length);
+            report->damage = StringPrintf("record #%zu declares %" PRIu64
+                                          " bytes, more than the HAL's 1024-byte buffer: the HAL's "
+                                          "process terminates while loading this file",
+                                          report->records.size() - 1, entry.record.length);
             break;
         }
         if (!entry.record.CrcMatches()) {
@@ -146,7 +145,7 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             report->records.push_back(entry);
             report->damaged = true;
             report->damage_offset = offset;
-            report->damage = Format(
+            report->damage = StringPrintf(
                 "record #%zu: stored checksum 0x%08x, computed 0x%08x: the HAL stops "
                 "reading here and loses the %ld bytes from offset %ld on",
                 report->records.size() - 1, entry.record.stored_crc, entry.record.computed_crc,
@@ -158,15 +157,14 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
             report->damaged = true;
             report->damage_offset = offset;
             report->damage =
-                Format("record #%zu is cut short: the file holds %" PRIu64 " of its %" PRIu64
-                       " bytes; the rest comes from the previous record's bytes in the "
-                       "HAL's buffer, and the checksum still holds",
-                       report->records.size(), entry.record.bytes_read, entry.record.length);
+                StringPrintf("record #%zu is cut short: the file holds %" PRIu64 " of its %" PRIu64
+                             " bytes; the rest comes from the previous record's bytes in the "
+                             "HAL's buffer, and the checksum still holds",
+                             report->records.size(), entry.record.bytes_read, entry.record.length);
         }
         good_bodies.push_back(entry.record.body);
         report->records.push_back(std::move(entry));
     }
-    fclose(file);
 
     ReportOptions effective = options;
     std::unique_ptr<History> history = MakeHistory(*kind, effective.history, good_bodies);
@@ -175,14 +173,14 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
         return false;
     }
     report->record_class = history->RecordClass();
-    TakeHalLog();
+    hal_log.TakeText();
     for (RecordReport& entry : report->records) {
         if (entry.verdict != Verdict::kOk && entry.verdict != Verdict::kCutShort) continue;
         if (!history->Parse(entry.record.body, &entry.debug)) {
             entry.verdict = Verdict::kRejected;
             ++report->rejected;
         }
-        entry.log = TakeHalLog();
+        entry.log = hal_log.TakeText();
     }
 
     // Second pass: the HAL's own start-up. Skipped when it would end the process.
@@ -190,14 +188,15 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
     if (!LoadInScratch(*kind, name, bytes, history.get(), nullptr, error)) return false;
     report->kept = history->Loaded();
     report->summary = history->Summary();
-    report->hal_log = TakeHalLog();
+    report->hal_log = hal_log.TakeText();
     return true;
 }
 
 bool RepairBackupFile(const std::string& host_path, const ReportOptions& options,
                       const FileReport& report, const std::string& backup_path, std::string* error) {
+    LogCapture hal_log;  // the report already showed what the HAL logs loading this file
     std::string bytes;
-    if (!ReadWholeFile(host_path, &bytes)) {
+    if (!ReadFileToString(host_path, &bytes, /*follow_symlinks=*/true)) {
         *error = host_path + ": " + strerror(errno);
         return false;
     }
@@ -225,15 +224,15 @@ bool RepairBackupFile(const std::string& host_path, const ReportOptions& options
     if (report.terminates) input.resize(static_cast<size_t>(report.damage_offset));
     std::string rewritten;
     if (!LoadInScratch(*kind, report.name, input, history.get(), &rewritten, error)) return false;
-    TakeHalLog();
 
     // Keep the original first; touch the file only once the copy is safe.
-    if (!WriteWholeFile(backup_path, bytes)) {
+    if (!WriteStringToFile(bytes, backup_path, /*follow_symlinks=*/true)) {
         *error = "cannot keep the original as " + backup_path + ": " + strerror(errno);
         return false;
     }
     std::string temp = host_path + ".fputil-new";
-    if (!WriteWholeFile(temp, rewritten) || rename(temp.c_str(), host_path.c_str()) != 0) {
+    if (!WriteStringToFile(rewritten, temp, /*follow_symlinks=*/true) ||
+        rename(temp.c_str(), host_path.c_str()) != 0) {
         *error = "cannot rewrite " + host_path + ": " + strerror(errno);
         remove(temp.c_str());
         return false;

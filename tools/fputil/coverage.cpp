@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "fp_utils/geometry.h"
-#include "geometry/scan_grid.h"
+#include "geometry/sampling.h"
 #include "tools/fputil/commands.h"
 
 namespace fputil {
@@ -24,9 +24,9 @@ using android::fp_utils::Ellipse;
 using android::fp_utils::IShape;
 using android::fp_utils::kXScanPointsProperty;
 using android::fp_utils::kYScanPointsProperty;
-using android::fp_utils::ReadScanGrid;
 using android::fp_utils::Rect;
-using android::fp_utils::ScanGrid;
+using android::fp_utils::Sample;
+using android::fp_utils::Sampling;
 
 constexpr char kName[] = "coverage";
 
@@ -260,28 +260,21 @@ int RunCoverage(int argc, char** argv) {
     }
 
     // The grid lies over the sensor rectangle, or over a sensor circle's bounding square.
-    Rect area = sensor.rect;
-    if (sensor.kind == ShapeArg::kCircle) {
-        const Circle& c = sensor.circle;
-        area = Rect(c.center.x - c.r, c.center.y - c.r, c.center.x + c.r, c.center.y + c.r);
-    }
-    const ScanGrid grid = ReadScanGrid(area);
-    unsigned in_sensor;
-    unsigned in_touch;
-    unsigned in_both;
-    area.NumOfPointsIn(sensor.shape(), touch.shape(), in_sensor, in_touch, in_both);
+    const Rect area = sensor.kind == ShapeArg::kCircle
+                          ? android::fp_utils::BoundingSquare(sensor.circle)
+                          : sensor.rect;
+    const Sampling sampling = Sample(area, sensor.shape(), touch.shape());
     printf("method:     sampling\n");
-    printf("grid:       %u x %u over %s\n", grid.nx, grid.ny, area.Print().c_str());
-    printf("in sensor:  %u\n", in_sensor);
-    printf("in touch:   %u\n", in_touch);
-    printf("in both:    %u\n", in_both);
-    if (in_sensor == 0) {
+    printf("grid:       %u x %u over %s\n", sampling.grid.nx, sampling.grid.ny,
+           area.Print().c_str());
+    printf("in sensor:  %u\n", sampling.in_s1);
+    printf("in touch:   %u\n", sampling.in_s2);
+    printf("in both:    %u\n", sampling.in_both);
+    if (sampling.in_s1 == 0) {
         printf("covered:    nan (no grid point lies in the sensor)\n");
         return kExitFinding;
     }
-    // The share as the library's CoverageCoveredBy forms it from these counts.
-    const float covered = static_cast<float>(in_both) / static_cast<float>(in_sensor) * 100.0f;
-    printf("covered:    %.2f%%\n", static_cast<double>(covered));
+    printf("covered:    %.2f%%\n", static_cast<double>(sampling.Covered()));
     return kExitOk;
 }
 

@@ -1,17 +1,13 @@
 #include "tools/fputil/histories.h"
 
-#include <ftw.h>
-#include <sys/stat.h>
+#include <android-base/strings.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "fp_utils/auth_stats.h"
 #include "fp_utils/enroll_event_container.h"
 #include "fp_utils/finger_size.h"
+#include "host/support/dump_text.h"
 
 namespace fputil {
 
@@ -24,6 +20,7 @@ using android::fp_utils::EnrollEventContainer;
 using android::fp_utils::EnrollEventG7;
 using android::fp_utils::FingerSize;
 using android::fp_utils::FingerSizes;
+using android::fp_utils::host::CaptureDump;
 
 namespace {
 
@@ -89,20 +86,11 @@ class EnrollHistory : public History {
     size_t Loaded() const override { return events_ ? events_->events_.size() : 0; }
 
     std::vector<std::string> Summary() override {
-        std::vector<std::string> lines;
-        if (!events_) return lines;
-        FILE* out = tmpfile();
-        if (out == nullptr) return lines;
-        events_->Dump(fileno(out), nullptr, 0);
-        rewind(out);
-        char line[1024];
-        while (fgets(line, sizeof(line), out) != nullptr) {
-            std::string text = line;
-            if (!text.empty() && text.back() == '\n') text.pop_back();
-            lines.push_back(text);
-        }
-        fclose(out);
-        return lines;
+        if (!events_) return {};
+        std::string text = CaptureDump([this](int fd) { events_->Dump(fd, nullptr, 0); });
+        if (!text.empty() && text.back() == '\n') text.pop_back();
+        if (text.empty()) return {};
+        return android::base::Split(text, "\n");
     }
 
     void Save() override {
@@ -191,56 +179,6 @@ std::unique_ptr<History> MakeHistory(const BackupFileKind& kind, const HistoryOp
         return std::make_unique<FingerHistory>(options.limit);
     }
     return nullptr;
-}
-
-ScratchRoot::ScratchRoot() {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/fputil.XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) return;
-    dir_ = pattern;
-    if (const char* prev = getenv("FP_UTILS_ROOT")) {
-        had_previous_ = true;
-        previous_ = prev;
-    }
-    setenv("FP_UTILS_ROOT", dir_.c_str(), 1);
-    MakeParentDirs(HostPath("/data/vendor/fingerprint/x"));
-}
-
-ScratchRoot::~ScratchRoot() {
-    if (dir_.empty()) return;
-    if (had_previous_) {
-        setenv("FP_UTILS_ROOT", previous_.c_str(), 1);
-    } else {
-        unsetenv("FP_UTILS_ROOT");
-    }
-    nftw(
-        dir_.c_str(),
-        [](const char* path, const struct stat*, int, struct FTW*) { return ::remove(path); }, 16,
-        FTW_DEPTH | FTW_PHYS);
-}
-
-bool ReadWholeFile(const std::string& path, std::string* bytes) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    std::stringstream ss;
-    ss << in.rdbuf();
-    *bytes = ss.str();
-    return true;
-}
-
-bool WriteWholeFile(const std::string& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << bytes;
-    return out.good();
-}
-
-bool MakeParentDirs(const std::string& path) {
-    for (size_t slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1)) {
-        std::string dir = path.substr(0, slash);
-        if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) return false;
-    }
-    return true;
 }
 
 }  // namespace fputil

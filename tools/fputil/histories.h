@@ -48,27 +48,4 @@ std::unique_ptr<History> MakeHistory(const android::fp_utils::BackupFileKind& ki
                                      const HistoryOptions& options,
                                      const std::vector<std::string>& sample_bodies);
 
-// A scratch device tree: FP_UTILS_ROOT points at a fresh directory for the object's lifetime.
-class ScratchRoot {
-  public:
-    ScratchRoot();
-    ~ScratchRoot();
-    ScratchRoot(const ScratchRoot&) = delete;
-    ScratchRoot& operator=(const ScratchRoot&) = delete;
-
-    bool ok() const { return !dir_.empty(); }
-    // Where `device_path` lives on this machine.
-    std::string HostPath(const std::string& device_path) const { return dir_ + device_path; }
-
-  private:
-    std::string dir_;
-    std::string previous_;
-    bool had_previous_ = false;
-};
-
-// Small file helpers on host paths.
-bool ReadWholeFile(const std::string& path, std::string* bytes);
-bool WriteWholeFile(const std::string& path, const std::string& bytes);
-bool MakeParentDirs(const std::string& path);
-
 }  // namespace fputil

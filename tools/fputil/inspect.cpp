@@ -8,13 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/fputil/backup_options.h"
 #include "tools/fputil/backup_report.h"
 #include "tools/fputil/commands.h"
-#include "tools/fputil/hal_log.h"
 #include "tools/fputil/json.h"
 
 namespace fputil {
@@ -88,9 +88,9 @@ std::string JsonReport(const FileReport& r) {
 std::vector<std::string> BackupFilesUnder(const std::string& root) {
     std::vector<std::string> files;
     std::string dir = root + kBackupDir;
-    DIR* d = opendir(dir.c_str());
+    std::unique_ptr<DIR, int (*)(DIR*)> d(opendir(dir.c_str()), closedir);
     if (d == nullptr) return files;
-    while (struct dirent* entry = readdir(d)) {
+    while (struct dirent* entry = readdir(d.get())) {
         std::string name = entry->d_name;
         struct stat st;
         std::string path = dir + "/" + name;
@@ -99,7 +99,6 @@ std::vector<std::string> BackupFilesUnder(const std::string& root) {
             files.push_back(path);
         }
     }
-    closedir(d);
     std::sort(files.begin(), files.end());
     return files;
 }
@@ -108,13 +107,8 @@ std::vector<std::string> BackupFilesUnder(const std::string& root) {
 
 int RunInspect(int argc, char** argv) {
     BackupArgs args;
-    std::string problem;
-    if (!ParseBackupArgs(argc, argv, /*inspect_options=*/true, &args, &problem)) {
-        return UsageError("inspect", problem.c_str());
-    }
-    if (args.help) {
-        printf("usage: fputil %s\n%s", kInspectUsage, kBackupOptionsHelp);
-        return kExitOk;
+    if (int status = ParseBackupCommand("inspect", argc, argv, &args); status != kGoOn) {
+        return status;
     }
     std::vector<std::string> files = args.files;
     if (files.empty()) {
@@ -129,7 +123,6 @@ int RunInspect(int argc, char** argv) {
         for (std::string& f : files) f = ResolveUnderRoot(args.root, f);
     }
 
-    CollectHalLog();
     int status = kExitOk;
     std::vector<std::string> json;
     for (const std::string& file : files) {

@@ -6,20 +6,19 @@
 // usage: fp_make_samples OUTDIR
 // The output is deterministic (fixed times, fixed pseudo-random sequence), so the committed
 // samples can be checked against a fresh run.
+#include <android-base/file.h>
 #include <android/log.h>
-#include <sys/stat.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "fp_utils/auth_stats.h"
 #include "fp_utils/enroll_event_container.h"
 #include "fp_utils/finger_size.h"
 #include "history/backup_file.h"
+#include "host/support/temp_root.h"
 
 namespace {
 
@@ -138,15 +137,10 @@ void MakeFingerSizes(Sequence& seq) {
 }
 
 bool Copy(const std::string& from, const std::string& to, size_t flip_at = std::string::npos) {
-    std::ifstream in(from, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    std::string bytes = ss.str();
-    if (!in || bytes.empty()) return false;
+    std::string bytes;
+    if (!android::base::ReadFileToString(from, &bytes) || bytes.empty()) return false;
     if (flip_at != std::string::npos && flip_at < bytes.size()) bytes[flip_at] ^= 0x04;
-    std::ofstream out(to, std::ios::binary | std::ios::trunc);
-    out << bytes;
-    return out.good();
+    return android::base::WriteStringToFile(bytes, to, /*follow_symlinks=*/true);
 }
 
 }  // namespace
@@ -159,13 +153,9 @@ int main(int argc, char** argv) {
     std::string out = argv[1];
     // The first start finds no file and says so; that is expected here.
     __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
-    char scratch[] = "/tmp/fp_make_samples.XXXXXX";
-    if (mkdtemp(scratch) == nullptr) return 1;
-    setenv("FP_UTILS_ROOT", scratch, 1);
-    std::string device_dir = std::string(scratch) + "/data/vendor/fingerprint";
-    mkdir((std::string(scratch) + "/data").c_str(), 0700);
-    mkdir((std::string(scratch) + "/data/vendor").c_str(), 0700);
-    mkdir(device_dir.c_str(), 0700);
+    android::fp_utils::host::TempRoot scratch;
+    if (!scratch.ok()) return 1;
+    std::string device_dir = scratch.Path("/data/vendor/fingerprint");
 
     // The HAL's history of the last 40 attempts, fed a little over a day of use.
     AuthStatsG7 stats("fingerprint", 40, true);
@@ -190,8 +180,6 @@ int main(int argc, char** argv) {
               Copy(auth, out + "/AuthStats.fingerprint-damaged", offset + 40) &&
               Copy(device_dir + "/EnrollEventContainer", out + "/EnrollEventContainer") &&
               Copy(device_dir + "/FingerSizes.fingerprint", out + "/FingerSizes.fingerprint");
-    std::string cleanup = std::string("rm -rf ") + scratch;
-    if (system(cleanup.c_str()) != 0) fprintf(stderr, "could not remove %s\n", scratch);
     if (!ok) {
         fprintf(stderr, "fp_make_samples: cannot write samples to %s\n", out.c_str());
         return 1;

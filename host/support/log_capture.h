@@ -1,18 +1,21 @@
-// Captures the Android log of the process so that tests can assert exact log lines.
+// Collects what the process logs through liblog, so that a test can assert exact log lines
+// and fputil can show the lines the HAL would have written to logcat.
 //
 // A LogCapture installs itself as liblog's logger and lowers the minimum priority to VERBOSE
 // for its lifetime; on destruction the stderr logger and the default priority come back.
-// Lines logged by any thread are kept in order.
+// Lines logged by any thread are kept in order. Only one LogCapture may live at a time.
 #pragma once
 
 #include <android/log.h>
 
+#include <cstddef>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
 namespace android {
 namespace fp_utils {
-namespace testing {
+namespace host {
 
 struct LogLine {
     int priority;
@@ -22,9 +25,10 @@ struct LogLine {
     bool operator==(const LogLine& o) const {
         return priority == o.priority && tag == o.tag && text == o.text;
     }
+    // "E/Tag: text", as logcat prints it.
+    std::string ToString() const;
 };
 
-// Prints "E/Tag: text" style, so gtest failure messages read like logcat.
 std::ostream& operator<<(std::ostream& os, const LogLine& line);
 
 class LogCapture {
@@ -43,8 +47,10 @@ class LogCapture {
     // How many captured lines have this tag and contain `fragment` in their text.
     size_t Count(const std::string& tag, const std::string& fragment) const;
     void Clear();
+    // The lines captured since the last Take or Clear, as logcat prints them, and forgets them.
+    std::vector<std::string> TakeText();
 };
 
-}  // namespace testing
+}  // namespace host
 }  // namespace fp_utils
 }  // namespace android

@@ -1,4 +1,4 @@
-#include "history/record_text.h"
+#include "history/backup_numbers.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ std::string Printed(const char* format, double value) {
 }
 
 // Every writer against printf, on edges and random values.
-TEST(RecordTextDifferential, WritersMatchPrintf) {
+TEST(BackupNumbersDifferential, WritersMatchPrintf) {
     std::mt19937_64 rng(5);
     std::vector<uint64_t> integers = {0, 1, 9, 10, 15, 16, 0xFFFFFFFFu, 0xFFFFFFFFFFFFFFFFull};
     for (int i = 0; i < 2000; ++i) integers.push_back(rng() >> (rng() % 64));
@@ -60,7 +60,7 @@ TEST(RecordTextDifferential, WritersMatchPrintf) {
 
 // Each reader on texts in and out of the common form: where it reads, it reads what sscanf
 // reads and stops where sscanf stops; it never reads a text that sscanf would read otherwise.
-TEST(RecordTextDifferential, ReadersAgreeWithScanfOrDecline) {
+TEST(BackupNumbersDifferential, ReadersAgreeWithScanfOrDecline) {
     struct Case {
         const char* text;
         bool common;

@@ -1,13 +1,11 @@
-#include "tests/support/log_capture.h"
-
-#include <android/log.h>
+#include "host/support/log_capture.h"
 
 #include <mutex>
 #include <ostream>
 
 namespace android {
 namespace fp_utils {
-namespace testing {
+namespace host {
 namespace {
 
 std::mutex g_mutex;
@@ -20,10 +18,14 @@ void CaptureLogger(const struct __android_logger_data* data, const char* message
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& os, const LogLine& line) {
+std::string LogLine::ToString() const {
     static const char kLetters[] = "??VDIWEF";
-    char letter = line.priority >= 0 && line.priority < 8 ? kLetters[line.priority] : '?';
-    return os << letter << "/" << line.tag << ": " << line.text;
+    char letter = priority >= 0 && priority < 8 ? kLetters[priority] : '?';
+    return std::string(1, letter) + "/" + tag + ": " + text;
+}
+
+std::ostream& operator<<(std::ostream& os, const LogLine& line) {
+    return os << line.ToString();
 }
 
 LogCapture::LogCapture() {
@@ -70,6 +72,17 @@ void LogCapture::Clear() {
     g_lines.clear();
 }
 
-}  // namespace testing
+std::vector<std::string> LogCapture::TakeText() {
+    std::vector<LogLine> taken;
+    {
+        std::lock_guard<std::mutex> lock(g_mutex);
+        taken.swap(g_lines);
+    }
+    std::vector<std::string> out;
+    for (const LogLine& line : taken) out.push_back(line.ToString());
+    return out;
+}
+
+}  // namespace host
 }  // namespace fp_utils
 }  // namespace android

@@ -1,20 +1,29 @@
-#include "tests/support/temp_root.h"
+#include "host/support/temp_root.h"
 
-#include <fcntl.h>
 #include <ftw.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <cstring>
 
 namespace android {
 namespace fp_utils {
-namespace testing {
+namespace host {
+namespace {
+
+[[noreturn]] void Fail(const char* what, const std::string& path) {
+    fprintf(stderr, "TempRoot: cannot %s %s: %s\n", what, path.c_str(), strerror(errno));
+    abort();
+}
+
+bool IsDirectory(const char* path) {
+    struct stat st;
+    return stat(path, &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+}  // namespace
 
 bool MakeDirsOnHost(const std::string& host_path, unsigned mode) {
     for (size_t end = host_path.find('/', 1);; end = host_path.find('/', end + 1)) {
@@ -32,16 +41,15 @@ void RemoveTreeOnHost(const std::string& host_path) {
 }
 
 TempRoot::TempRoot(Layout layout) {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/fp_utils_root.XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        ADD_FAILURE() << "mkdtemp failed: " << strerror(errno);
-        abort();
+    if (!IsDirectory(tmp_.path)) {
+        tmp_.DoNotRemove();  // nothing was made; the template is no directory of ours
+        return;
     }
-    dir_ = pattern;
-    if (const char* prev = getenv("FP_UTILS_ROOT")) {
+    ok_ = true;
+    dir_ = tmp_.path;
+    if (const char* previous = getenv("FP_UTILS_ROOT")) {
         had_previous_root_ = true;
-        previous_root_ = prev;
+        previous_root_ = previous;
     }
     setenv("FP_UTILS_ROOT", dir_.c_str(), 1);
     if (layout == kBare) return;
@@ -52,12 +60,13 @@ TempRoot::TempRoot(Layout layout) {
 }
 
 TempRoot::~TempRoot() {
+    if (!ok_) return;
     if (had_previous_root_) {
         setenv("FP_UTILS_ROOT", previous_root_.c_str(), 1);
     } else {
         unsetenv("FP_UTILS_ROOT");
     }
-    RemoveTreeOnHost(dir_);
+    // TemporaryDir removes the tree.
 }
 
 std::string TempRoot::Path(const std::string& device_path) const {
@@ -66,17 +75,16 @@ std::string TempRoot::Path(const std::string& device_path) const {
 
 void TempRoot::WriteFile(const std::string& device_path, const std::string& bytes) const {
     std::string path = Path(device_path);
-    MakeDirsOnHost(path.substr(0, path.rfind('/')));
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << bytes;
-    ASSERT_TRUE(out.good()) << "cannot write " << path;
+    if (!MakeDirsOnHost(path.substr(0, path.rfind('/')))) Fail("make the parents of", path);
+    if (!android::base::WriteStringToFile(bytes, path, /*follow_symlinks=*/true))
+        Fail("write", path);
 }
 
 std::string TempRoot::ReadFile(const std::string& device_path) const {
-    std::ifstream in(Path(device_path), std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
+    std::string bytes;
+    if (!android::base::ReadFileToString(Path(device_path), &bytes, /*follow_symlinks=*/true))
+        bytes.clear();
+    return bytes;
 }
 
 bool TempRoot::Exists(const std::string& device_path) const {
@@ -85,13 +93,13 @@ bool TempRoot::Exists(const std::string& device_path) const {
 }
 
 void TempRoot::MakeDirs(const std::string& device_path) const {
-    ASSERT_TRUE(MakeDirsOnHost(Path(device_path))) << "cannot make " << Path(device_path);
+    if (!MakeDirsOnHost(Path(device_path))) Fail("make", Path(device_path));
 }
 
 void TempRoot::Remove(const std::string& device_path) const {
     RemoveTreeOnHost(Path(device_path));
 }
 
-}  // namespace testing
+}  // namespace host
 }  // namespace fp_utils
 }  // namespace android
