@@ -208,11 +208,28 @@ void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const s
     }
 }
 
+void AppendBackupRecord(const std::string& body, std::string* out) {
+    // "0x%x,0x%lx,%s"
+    char head[40];
+    char* p = head;
+    *p++ = '0';
+    *p++ = 'x';
+    p = AppendHex(p, crc32(body.data(), body.size()));
+    *p++ = ',';
+    *p++ = '0';
+    *p++ = 'x';
+    p = AppendHex(p, body.size());
+    *p++ = ',';
+    out->append(head, p);
+    const void* nul = memchr(body.data(), '\0', body.size());
+    out->append(body.data(), nul == nullptr ? body.size()
+                                            : static_cast<const char*>(nul) - body.data());
+}
+
 std::string FormatBackupRecord(const std::string& body) {
-    char head[32];
-    snprintf(head, sizeof(head), "0x%x,0x%" PRIx64 ",", crc32(body.data(), body.size()),
-             static_cast<uint64_t>(body.size()));
-    return head + body;
+    std::string record;
+    AppendBackupRecord(body, &record);
+    return record;
 }
 
 BackupWriter::BackupWriter(const BackupFileKind& kind, const std::string& path)
@@ -223,10 +240,26 @@ BackupWriter::BackupWriter(const BackupFileKind& kind, const std::string& path)
     }
 }
 
+namespace {
+
+constexpr size_t kWritePiece = 64 << 10;
+
+}  // namespace
+
+BackupWriter::~BackupWriter() {
+    Flush();
+}
+
 void BackupWriter::Write(const std::string& body) {
     if (file_ == nullptr) return;
-    std::string record = FormatBackupRecord(body);
-    fwrite(record.data(), 1, record.size(), file_.get());
+    AppendBackupRecord(body, &pending_);
+    if (pending_.size() >= kWritePiece) Flush();
+}
+
+void BackupWriter::Flush() {
+    if (file_ == nullptr || pending_.empty()) return;
+    fwrite(pending_.data(), 1, pending_.size(), file_.get());
+    pending_.clear();
 }
 
 }  // namespace fp_utils

@@ -109,21 +109,33 @@ class BackupReader {
 void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const std::string& name,
                     const std::function<void(std::string& body)>& load);
 
-// The record text for `body`, head and body, as it stands in the file.
+// Appends the record for `body` as the writer puts it in the file: the head, then the body's
+// bytes up to its first NUL (all of them, for the texts records make), as printing the body
+// with "%s" does. The head's length is always the whole body's.
+void AppendBackupRecord(const std::string& body, std::string* out);
+// The same record as a string.
 std::string FormatBackupRecord(const std::string& body);
 
-// Writes records to a file that it opens, truncated, and owns.
+// Writes records to a file that it opens, truncated, and owns. Records are gathered and
+// written in pieces of about 64 KiB, the last one when the writer goes; write errors are not
+// looked at, as the HAL's writer does not look at them either.
 class BackupWriter {
   public:
     // Opens `path` (a device path); a failure is logged as `kind` says, and ok() is false.
     BackupWriter(const BackupFileKind& kind, const std::string& path);
+    ~BackupWriter();
+    BackupWriter(const BackupWriter&) = delete;
+    BackupWriter& operator=(const BackupWriter&) = delete;
 
     bool ok() const { return file_ != nullptr; }
     // Appends one record carrying `body`; nothing when the file could not be opened.
     void Write(const std::string& body);
 
   private:
+    void Flush();
+
     UniqueFile file_;
+    std::string pending_;
 };
 
 // The write procedure: truncates `path` and writes one record per backup string of `records`

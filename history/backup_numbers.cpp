@@ -35,15 +35,37 @@ bool IsDigit(char c) {
 
 }  // namespace
 
+namespace {
+
+// Two hexadecimal digits per byte value.
+struct HexPairs {
+    char pair[256][2];
+
+    constexpr HexPairs() : pair() {
+        for (int b = 0; b < 256; ++b) {
+            pair[b][0] = kHexDigits[b >> 4];
+            pair[b][1] = kHexDigits[b & 0xF];
+        }
+    }
+};
+
+constexpr HexPairs kHexPairs;
+
+}  // namespace
+
+// The digit count comes from the highest set bit; the digits are then written from the last,
+// two at a time.
 char* AppendHex(char* out, uint64_t value) {
-    char digits[16];
-    size_t n = 0;
-    do {
-        digits[n++] = kHexDigits[value & 0xF];
-        value >>= 4;
-    } while (value != 0);
-    while (n > 0) *out++ = digits[--n];
-    return out;
+    const int bits = 64 - __builtin_clzll(value | 1);
+    size_t n = static_cast<size_t>(bits + 3) / 4;
+    char* const end = out + n;
+    char* p = end;
+    for (; n >= 2; n -= 2, value >>= 8) {
+        p -= 2;
+        memcpy(p, kHexPairs.pair[value & 0xFF], 2);
+    }
+    if (n == 1) *--p = kHexDigits[value & 0xF];
+    return end;
 }
 
 char* AppendDecimal(char* out, uint32_t value) {

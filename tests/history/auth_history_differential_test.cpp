@@ -11,9 +11,11 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "fp_utils/auth_stats.h"
+#include "history/backup_file.h"
 #include "tests/history/reference_history.h"
 #include "tests/support/fixture.h"
 
@@ -192,7 +194,7 @@ TEST_F(AuthHistoryDifferential, ParsersMatchScanfOnCommonAndOddForms) {
 // Init and by the plain loader into histories of a random limit.
 TEST_F(AuthHistoryDifferential, StartUpLoadMatchesThePlainLoader) {
     Generator gen(3);
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < 150; ++i) {
         std::string file;
         const int records = static_cast<int>(gen.rng()() % 40);
         for (int r = 0; r < records; ++r) {
@@ -238,6 +240,43 @@ TEST_F(AuthHistoryDifferential, StartUpLoadMatchesThePlainLoader) {
         const std::string fast_bytes = root_.ReadFile(kPath);
         testing::ReferenceSaveAuthStats(fast, kPath);
         ASSERT_EQ(root_.ReadFile(kPath), fast_bytes);
+    }
+}
+
+// The reader over a file on disk (read whole, common heads from memory) against the same
+// reader over the same bytes through fmemopen, which can only go the stdio way: every step,
+// offset, length, checksum, byte count and body, and where reading ends.
+TEST_F(AuthHistoryDifferential, ReaderMatchesTheStdioReaderStepByStep) {
+    Generator gen(5);
+    for (int i = 0; i < 300; ++i) {
+        std::string file;
+        const int records = static_cast<int>(gen.rng()() % 12);
+        for (int r = 0; r < records; ++r) {
+            const std::string body = gen.Text();
+            const char* forms[] = {"0x%x,0x%zx,", "0x0x%x,0x%zx,", " 0x%x,0x%zx,", "0x%x,0x%zx"};
+            const int form = gen.rng()() % 8 == 0 ? 1 + gen.rng()() % 3 : 0;
+            char head[64];
+            snprintf(head, sizeof(head), forms[form],
+                     testing::ReferenceCrc32(body.data(), body.size()),
+                     body.size() + (gen.rng()() % 10 == 0 ? 5 : 0));
+            file += head + body;
+        }
+        if (gen.rng()() % 3 == 0 && !file.empty()) file.resize(gen.rng()() % file.size());
+        root_.WriteFile(kPath, file);
+        BackupReader from_disk(UniqueFile(fopen(root_.Path(kPath).c_str(), "r")));
+        BackupReader through_stdio(UniqueFile(fmemopen(file.data(), file.size(), "r")));
+        for (int step = 0;; ++step) {
+            BackupRecord a;
+            BackupRecord b;
+            const BackupReader::Step sa = from_disk.Next(&a);
+            const BackupReader::Step sb = through_stdio.Next(&b);
+            ASSERT_EQ(sb, sa) << "step " << step << " of '" << file << "'";
+            ASSERT_EQ(b.offset, a.offset) << "step " << step << " of '" << file << "'";
+            if (sa != BackupReader::kRecord) break;
+            ASSERT_EQ(std::make_tuple(b.stored_crc, b.length, b.computed_crc, b.bytes_read, b.body),
+                      std::make_tuple(a.stored_crc, a.length, a.computed_crc, a.bytes_read, a.body))
+                << "step " << step << " of '" << file << "'";
+        }
     }
 }
 
