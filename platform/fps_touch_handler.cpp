@@ -8,13 +8,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "platform/touch_polling_worker_thread.h"
 #include "platform/touch_record.h"
+#include "platform/worker_lock.h"
 #include "root_mapping/device_path.h"
 
 namespace android {
@@ -30,8 +30,6 @@ constexpr char kScalingFactorProperty[] =
 constexpr char kDefaultDevicePath[] = "/dev/fth_fd";
 
 constexpr uint32_t kAreaCommandCode = 6;
-// How often a worker waiting for the lock looks whether a Stop is waiting for it instead.
-constexpr std::chrono::milliseconds kWorkerLockRetry(2);
 
 // Argument of the area request, as the driver reads it.
 struct FthAreaCommand {
@@ -173,7 +171,7 @@ bool FpsTouchHandler::EnableLptwEventReport(bool enable) {
     std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
     if (TouchPollingWorkerThread::IsCurrentThread()) {
         // Called from the touch callback: a Stop that waits for this very thread holds the lock.
-        if (!LockForWorker(lock)) {
+        if (!LockUnlessStopping(lock, stopping_)) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: touch handler is stopping",
                                 "EnableLptwEventReport");
             return false;
@@ -202,13 +200,6 @@ void FpsTouchHandler::ResetLastTouchEvent() {
     last_event_ = InitialTouchEvent();
 }
 
-bool FpsTouchHandler::LockForWorker(std::unique_lock<std::timed_mutex>& lock) {
-    while (!lock.try_lock_for(kWorkerLockRetry)) {
-        if (stopping_) return false;
-    }
-    return true;
-}
-
 void FpsTouchHandler::ReadTouchEvent() {
     // Tested before locking: a Stop may hold the lock while it waits for this thread.
     if (!configured_) {
@@ -220,7 +211,7 @@ void FpsTouchHandler::ReadTouchEvent() {
     memset(buf, 0, sizeof(buf));
     {
         std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
-        if (!LockForWorker(lock)) return;
+        if (!LockUnlessStopping(lock, stopping_)) return;
         if (fd_ < 0) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid fd", "ReadTouchEvent");
             return;
