@@ -133,7 +133,9 @@ int RunSim(int argc, char** argv) {
     }
     if (!args.svg.empty()) {
         std::ofstream out(args.svg);
-        out << SessionSvg(result, args.scenario);
+        const size_t slash = args.scenario.rfind('/');
+        out << SessionSvg(result, slash == std::string::npos ? args.scenario
+                                                            : args.scenario.substr(slash + 1));
         if (!out) {
             fprintf(stderr, "fputil sim: cannot write %s\n", args.svg.c_str());
             return kExitFinding;

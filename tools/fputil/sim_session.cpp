@@ -322,8 +322,8 @@ void Session::Start(const ScenarioEvent& e, TimelineEntry* entry) {
     }
     entry->outcome.push_back(Format("touch handler: configure %s, start %s",
                                     configured ? "ok" : "FAILED", started ? "ok" : "FAILED"));
+    if (first_start_) Mark("start");
     first_start_ = false;
-    Mark("start");
 }
 
 void Session::Stop(TimelineEntry* entry) {

@@ -136,7 +136,10 @@ std::string SessionSvg(const SimResult& r, const std::string& title) {
            r.exposure.empty() ? "not calibrated" : Num(expo_lo) + " - " + Num(expo_hi) + " ms");
     c.Steps(0, r.exposure, expo_lo, expo_hi, "#1f6fb4");
     for (const Sample& s : r.exposure) {
-        c.svg += "<text x='" + Num(c.X(s.time_ms) + 3) + "' y='" +
+        const double x = c.X(s.time_ms);
+        const bool near_end = x > kWidth - kRight - 60;
+        c.svg += "<text x='" + Num(near_end ? x - 3 : x + 3) + "' text-anchor='" +
+                 (near_end ? "end" : "start") + "' y='" +
                  Num(c.Y(0, s.value, expo_lo, expo_hi) - 4) + "' font-size='10' fill='#1f6fb4'>" +
                  Num(s.value) + " ms</text>\n";
     }
@@ -172,15 +175,31 @@ std::string SessionSvg(const SimResult& r, const std::string& title) {
     c.Lane(4, "thermal severity", "NONE (0) - SHUTDOWN (6)");
     c.Steps(4, r.severity, 0, 6, "#c0392b");
 
+    // Marks that fall on nearly the same spot share one line and one label.
+    std::vector<std::pair<double, std::string>> groups;
+    std::vector<bool> group_error;
     for (const Sample& m : r.marks) {
         const double x = c.X(m.time_ms);
         const bool error = m.label == "critical error" || m.label == "init error";
+        if (!groups.empty() && x - groups.back().first < 40) {
+            if (groups.back().second.find(m.label) == std::string::npos) {
+                groups.back().second += ", " + m.label;
+            }
+            group_error.back() = group_error.back() || error;
+            continue;
+        }
+        groups.push_back({x, m.label});
+        group_error.push_back(error);
+    }
+    for (size_t i = 0; i < groups.size(); ++i) {
+        const double x = groups[i].first;
         c.svg += "<line x1='" + Num(x) + "' y1='" + Num(kTop - 8) + "' x2='" + Num(x) + "' y2='" +
-                 Num(c.Bottom(kLanes)) + "' stroke='" + (error ? "#d03030" : "#555") +
+                 Num(c.Bottom(kLanes)) + "' stroke='" + (group_error[i] ? "#d03030" : "#555") +
                  "' stroke-dasharray='4,3'/>\n";
-        c.svg += "<text x='" + Num(x + 2) + "' y='" + Num(kTop - 10) +
-                 "' font-size='10' transform='rotate(-20 " + Num(x + 2) + " " + Num(kTop - 10) +
-                 ")'>" + Escape(m.label) + "</text>\n";
+        const bool right_half = x > kWidth / 2;
+        c.svg += "<text x='" + Num(right_half ? x - 3 : x + 3) + "' y='" + Num(kTop - 10) +
+                 "' font-size='10' text-anchor='" + (right_half ? "end" : "start") + "'>" +
+                 Escape(groups[i].second) + "</text>\n";
     }
     TimeAxis(&c, kLanes);
     c.svg += "</svg>\n";
