@@ -95,11 +95,12 @@ TEST_F(FputilSimTest, JsonHoldsTheSameSessionAsOneDocument) {
 // With --root the files stay, and the next session's HAL starts from them, record times
 // included: they come from the scenario's clock. (A lone rejection is not written at once.)
 TEST_F(FputilSimTest, NextSessionOnTheSameTreeLoadsWhatTheFirstWrote) {
-    const std::string scenario = Put("s", "day 2024-02-29\n"
-                                          "08:00 start\n"
-                                          "08:00:01 auth match fid=3 iq=50\n"
-                                          "08:00:02 auth reject iq=20\n"
-                                          "08:00:03 auth match fid=4 iq=40\n");
+    const std::string scenario = Put("s",
+                                     "day 2024-02-29\n"
+                                     "08:00 start\n"
+                                     "08:00:01 auth match fid=3 iq=50\n"
+                                     "08:00:02 auth reject iq=20\n"
+                                     "08:00:03 auth match fid=4 iq=40\n");
     const std::string tree = dir_.dir() + "/tree";
     ASSERT_EQ(Sim({"--root", tree, scenario}).status, 0);
     ToolRun second = Sim({"--root", tree, scenario});
@@ -110,9 +111,10 @@ TEST_F(FputilSimTest, NextSessionOnTheSameTreeLoadsWhatTheFirstWrote) {
 }
 
 TEST_F(FputilSimTest, SlowDisplayShowsInTheSwitchTime) {
-    const std::string scenario = Put("s", "08:00 start\n"
-                                          "08:00 display slow 30ms\n"
-                                          "08:00:01 lhbm on\n");
+    const std::string scenario = Put("s",
+                                     "08:00 start\n"
+                                     "08:00 display slow 30ms\n"
+                                     "08:00:01 lhbm on\n");
     ToolRun run = Sim({scenario});
     ASSERT_EQ(run.status, 0) << run.err;
     std::smatch m;
@@ -136,7 +138,8 @@ TEST_F(FputilSimTest, ScenarioErrorsNameTheLineAndTheReason) {
         {"bad time", "8h start\n", 1, "bad time '8h' (HH:MM, HH:MM:SS or HH:MM:SS.mmm)"},
         {"set-up after start", "08:00 start\n08:01 prop a b\n", 2,
          "'prop' only before the first start"},
-        {"event before start", "# x\n08:00 lhbm on\n08:01 start\n", 2, "'lhbm' before the HAL's start"},
+        {"event before start", "# x\n08:00 lhbm on\n08:01 start\n", 2,
+         "'lhbm' before the HAL's start"},
         {"missing number", "08:00 start\n08:01 finger-down 1 2 3\n", 2,
          "'finger-down' takes 5 numbers, not 3"},
         {"unknown field", "08:00 start\n08:01 auth match colour=3\n", 2,

@@ -134,8 +134,8 @@ int RunSim(int argc, char** argv) {
     if (!args.svg.empty()) {
         std::ofstream out(args.svg);
         const size_t slash = args.scenario.rfind('/');
-        out << SessionSvg(result, slash == std::string::npos ? args.scenario
-                                                            : args.scenario.substr(slash + 1));
+        out << SessionSvg(
+            result, slash == std::string::npos ? args.scenario : args.scenario.substr(slash + 1));
         if (!out) {
             fprintf(stderr, "fputil sim: cannot write %s\n", args.svg.c_str());
             return kExitFinding;

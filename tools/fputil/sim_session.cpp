@@ -16,6 +16,7 @@
 #include <optional>
 #include <thread>
 
+#include "fp_utils/als_monitor.h"
 #include "fp_utils/auth_stats.h"
 #include "fp_utils/critical_errors.h"
 #include "fp_utils/dev_cdt_info.h"
@@ -27,12 +28,16 @@
 #include "fp_utils/fps_init_info.h"
 #include "fp_utils/fps_touch_handler.h"
 #include "fp_utils/geometry.h"
+#include "fp_utils/sensor_listener.h"
+#include "fp_utils/thermal.h"
 #include "history/backup_file.h"
 #include "host/binder_control.h"
 #include "host/display_control.h"
+#include "host/sensor_control.h"
 #include "host/support/dump_text.h"
 #include "host/support/log_capture.h"
 #include "host/support/temp_root.h"
+#include "host/thermal_control.h"
 #include "host/touch_device.h"
 #include "root_mapping/device_path.h"
 #include "text/text.h"
@@ -56,6 +61,23 @@ constexpr char kInitErrorProperty[] = "vendor.fingerprint.init.error";
 // waits for ever; a simulated day should not.
 constexpr milliseconds kServiceWaitLimit{200};
 constexpr milliseconds kTouchEventWait{2000};
+constexpr milliseconds kSensorEventWait{2000};
+
+const host::SensorInfo kLightSensor = {"light", "android.sensor.light", ASENSOR_TYPE_LIGHT, 200000,
+                                       AREPORTING_MODE_ON_CHANGE};
+const host::SensorInfo kLongPressSensor = {"long press", "com.kestro.sensor.long_press", 65600, 0,
+                                           AREPORTING_MODE_SPECIAL_TRIGGER};
+constexpr const char* kSeverityNames[] = {"NONE",     "LIGHT",     "MODERATE", "SEVERE",
+                                          "CRITICAL", "EMERGENCY", "SHUTDOWN"};
+
+int SeverityOf(const std::string& word) {
+    for (int i = 0; i < 7; ++i) {
+        std::string name = kSeverityNames[i];
+        for (char& c : name) c = static_cast<char>(tolower(c));
+        if (name == word) return i;
+    }
+    return 0;
+}
 
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string Format(const char* format, ...) {
@@ -102,6 +124,7 @@ struct Hal {
     std::unique_ptr<fp::FingerSizes> sizes;
     std::unique_ptr<fp::DisplayController> display;
     std::unique_ptr<fp::FingerState> finger;
+    std::unique_ptr<fp::SensorListener> sensors;
 };
 
 class Session {
@@ -121,6 +144,10 @@ class Session {
     void Lhbm(const ScenarioEvent& e, TimelineEntry* entry);
     void Auth(const ScenarioEvent& e, TimelineEntry* entry);
     void Enroll(const ScenarioEvent& e, TimelineEntry* entry);
+    void StartSensors(TimelineEntry* entry);
+    void StopSensors();
+    void SensorEvent(fp::SensorType type, const ASensorEvent& event, TimelineEntry* entry);
+    void Thermal(const ScenarioEvent& e, TimelineEntry* entry);
     std::vector<DumpSection> Dumps();
 
     // Writes one touch record and waits for the touch handler's callback; the event it
@@ -155,6 +182,16 @@ class Session {
     std::mutex touch_mutex_;
     std::condition_variable touch_arrived_;
     std::vector<fp::TouchEvent> touch_events_;
+
+    int light_handle_ = 0;
+    int long_press_handle_ = 0;
+    std::mutex sensor_mutex_;
+    std::condition_variable sensor_arrived_;
+    size_t sensor_events_[fp::SensorListener::kSensorTypeCount] = {0, 0};
+    float last_sensor_value_ = 0;
+
+    std::shared_ptr<host::FakeAidlThermal> aidl_thermal_;
+    android::sp<host::FakeHidlThermal> hidl_thermal_;
 };
 
 void Session::OnExposureChanged(void* ctx, float expo, float base) {
@@ -322,12 +359,14 @@ void Session::Start(const ScenarioEvent& e, TimelineEntry* entry) {
     }
     entry->outcome.push_back(Format("touch handler: configure %s, start %s",
                                     configured ? "ok" : "FAILED", started ? "ok" : "FAILED"));
+    StartSensors(entry);
     if (first_start_) Mark("start");
     first_start_ = false;
 }
 
 void Session::Stop(TimelineEntry* entry) {
     fp::FpsTouchHandler::GetInstance()->Stop();
+    StopSensors();
     hal_ = Hal();
     // A new HAL process would find the process-wide objects as they are built.
     fp::CriticalErrors* errors = fp::CriticalErrors::GetInstance();
@@ -482,6 +521,75 @@ std::vector<DumpSection> Session::Dumps() {
     return out;
 }
 
+// The HAL's sensor thread connects the listener, so that the listener's looper is not the
+// one this thread polls through the ambient light monitor.
+void Session::StartSensors(TimelineEntry* entry) {
+    hal_.sensors = std::make_unique<fp::SensorListener>();
+    for (fp::SensorType type : {fp::kAmbientLight, fp::kLongPress}) {
+        hal_.sensors->SetSensorEventCallback(type, [this, type](const ASensorEvent& event) {
+            std::lock_guard<std::mutex> lock(sensor_mutex_);
+            ++sensor_events_[type];
+            last_sensor_value_ = type == fp::kAmbientLight ? event.light : event.data[0];
+            sensor_arrived_.notify_all();
+        });
+    }
+    int light = 0;
+    int long_press = 0;
+    std::thread connect([&] {
+        light = hal_.sensors->StartSampling(fp::kAmbientLight);
+        long_press = hal_.sensors->StartSampling(fp::kLongPress);
+    });
+    connect.join();
+    const int als = fp::AlsMonitor::GetInstance()->StartSampling();
+    entry->outcome.push_back(
+        Format("sensor listener: light %d, long press %d; ambient light "
+               "monitor: %d",
+               light, long_press, als));
+}
+
+void Session::StopSensors() {
+    hal_.sensors.reset();
+    fp::AlsMonitor::GetInstance()->StopSampling();
+    fp::AlsMonitor::OnSystemServerDeath();
+}
+
+void Session::SensorEvent(fp::SensorType type, const ASensorEvent& event, TimelineEntry* entry) {
+    std::unique_lock<std::mutex> lock(sensor_mutex_);
+    const size_t before = sensor_events_[type];
+    lock.unlock();
+    host::PostSensorEvents(type == fp::kAmbientLight ? light_handle_ : long_press_handle_, {event});
+    lock.lock();
+    const bool arrived = hal_.sensors && hal_.sensors->IsAnySamplerStarted() &&
+                         sensor_arrived_.wait_for(lock, kSensorEventWait,
+                                                  [&] { return sensor_events_[type] > before; });
+    if (arrived) {
+        entry->outcome.push_back(Format("sensor listener: %s event %.1f handed to the HAL",
+                                        type == fp::kAmbientLight ? "light" : "long-press",
+                                        last_sensor_value_));
+    } else {
+        entry->outcome.push_back("sensor listener: no event reached the HAL");
+    }
+}
+
+void Session::Thermal(const ScenarioEvent& e, TimelineEntry* entry) {
+    const int severity = SeverityOf(e.word);
+    const float celsius = static_cast<float>(e.numbers[0]);
+    if (aidl_thermal_) {
+        namespace thermal = ::aidl::android::hardware::thermal;
+        aidl_thermal_->SetTemperatures({{thermal::TemperatureType::SKIN, "skin", celsius,
+                                         static_cast<thermal::ThrottlingSeverity>(severity)}});
+    } else if (hidl_thermal_) {
+        namespace thermal = ::android::hardware::thermal::V2_0;
+        hidl_thermal_->SetTemperatures({{thermal::TemperatureType::SKIN, "skin", celsius,
+                                         static_cast<thermal::ThrottlingSeverity>(severity)}});
+    }
+    const int got = fp::Thermal::GetInstance().GetCpuSeverity();
+    entry->outcome.push_back(Format("skin %.1f C, %s; Thermal::GetCpuSeverity: %d%s%s", celsius,
+                                    kSeverityNames[severity], got, got >= 0 && got < 7 ? " " : "",
+                                    got >= 0 && got < 7 ? kSeverityNames[got] : ""));
+    if (got >= 0) result_->severity.push_back({now_ms_, static_cast<double>(got), ""});
+}
+
 void Session::Handle(const ScenarioEvent& e, TimelineEntry* entry) {
     const std::string& v = e.verb;
     if (v == "prop" || v == "devtree" || v == "sensor") {
@@ -545,6 +653,28 @@ void Session::Handle(const ScenarioEvent& e, TimelineEntry* entry) {
         for (const std::string& line : FingerSizesSummary(*hal_.sizes)) {
             entry->outcome.push_back("FingerSizes." + std::string(kFingerSizesName) + ": " + line);
         }
+    } else if (v == "thermal-service") {
+        if (e.word == "aidl") aidl_thermal_ = host::StartFakeAidlThermal();
+        if (e.word == "hidl") hidl_thermal_ = host::StartFakeHidlThermal();
+        entry->outcome.push_back(e.word == "none"
+                                     ? "no thermal service"
+                                     : "thermal service over " + e.word + " registered");
+    } else if (v == "thermal") {
+        Thermal(e, entry);
+    } else if (v == "light") {
+        ASensorEvent event = {};
+        event.light = static_cast<float>(e.numbers[0]);
+        event.timestamp = now_ms_ * 1000000;
+        SensorEvent(fp::kAmbientLight, event, entry);
+        float lux = 0;
+        const int status = fp::AlsMonitor::GetInstance()->GetLight(&lux);
+        entry->outcome.push_back(Format("AlsMonitor::GetLight: %d, %.1f lux", status, lux));
+        if (status == 0) result_->light.push_back({now_ms_, lux, ""});
+    } else if (v == "long-press") {
+        ASensorEvent event = {};
+        event.data[0] = 1;
+        event.timestamp = now_ms_ * 1000000;
+        SensorEvent(fp::kLongPress, event, entry);
     } else if (v == "error") {
         auto event = std::make_shared<fp::ErrorEvent>(e.text, time(nullptr));
         fp::CriticalErrors::GetInstance()->AddErrorEvent(event);
@@ -576,6 +706,8 @@ bool Session::Run(const Scenario& scenario, std::string* error) {
         return false;
     }
     sensor_circle_ = std::make_unique<fp::Circle>(540, 1600, 60);
+    light_handle_ = host::AddSensor(kLightSensor);
+    long_press_handle_ = host::AddSensor(kLongPressSensor);
     host::SetServiceWaitLimit(kServiceWaitLimit);
     fake_display_ = host::StartFakeDisplay();
 
@@ -604,6 +736,7 @@ bool Session::Run(const Scenario& scenario, std::string* error) {
         capture_ = nullptr;
     }
     UseRealWallClock();
+    host::ResetSensors();
     host::ResetServices();
     fake_display_.reset();
     return true;
