@@ -1,5 +1,6 @@
 // fputil sim: runs a scenario against the library on the host stand-ins and shows what the
 // library did, as a timeline, a JSON document or a picture.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -25,6 +26,45 @@ struct SimArgs {
     std::string scenario;
 };
 
+// The session in a few lines: what a reader checks first.
+std::vector<std::string> Summary(const SimResult& r) {
+    std::vector<std::string> out;
+    char line[256];
+    snprintf(line, sizeof(line), "%zu events from %s to %s", r.timeline.size(),
+             ClockText(r.start_ms).c_str(), ClockText(r.end_ms).c_str());
+    out.push_back(line);
+    int matched = 0, rejected = 0, other = 0;
+    for (const Sample& s : r.auth) (s.value > 0 ? matched : s.value == 0 ? rejected : other)++;
+    snprintf(line, sizeof(line),
+             "authentication: %zu attempts, %d matched, %d rejected, %d acquisition problems",
+             r.auth.size(), matched, rejected, other);
+    out.push_back(line);
+    std::string expo = "exposure:";
+    for (const Sample& s : r.exposure) {
+        snprintf(line, sizeof(line), " %s %.3f ms (%s)", ClockText(s.time_ms).c_str(), s.value,
+                 s.label.c_str());
+        expo += line;
+    }
+    out.push_back(r.exposure.empty() ? "exposure: never calibrated" : expo);
+    snprintf(line, sizeof(line), "LHBM: %zu switches, %d failed", r.lhbm.size(), r.lhbm_failures);
+    out.push_back(line);
+    double light_lo = 0, light_hi = 0, severity = 0;
+    for (size_t i = 0; i < r.light.size(); ++i) {
+        light_lo = i ? std::min(light_lo, r.light[i].value) : r.light[i].value;
+        light_hi = std::max(light_hi, r.light[i].value);
+    }
+    for (const Sample& s : r.severity) severity = std::max(severity, s.value);
+    snprintf(line, sizeof(line),
+             "light: %zu readings, %.1f to %.1f lux; highest thermal severity %d", r.light.size(),
+             light_lo, light_hi, static_cast<int>(severity));
+    out.push_back(line);
+    std::string marks = "marks:";
+    for (const Sample& m : r.marks)
+        marks += " " + ClockText(m.time_ms).substr(0, 8) + " " + m.label + ";";
+    out.push_back(marks);
+    return out;
+}
+
 void PrintText(const SimResult& r) {
     printf("timeline:\n");
     for (const TimelineEntry& e : r.timeline) {
@@ -36,6 +76,8 @@ void PrintText(const SimResult& r) {
     for (const DumpSection& d : r.dumps) printf("%s", d.text.c_str());
     printf("\nbackup files:\n");
     for (const FileReport& f : r.backups) PrintFileReport(f);
+    printf("\nsummary:\n");
+    for (const std::string& line : Summary(r)) printf("  %s\n", line.c_str());
 }
 
 std::string JsonSamples(const std::vector<Sample>& samples) {
@@ -68,8 +110,9 @@ void PrintJson(const std::string& scenario, const SimResult& r) {
     for (size_t i = 0; i < r.backups.size(); ++i) {
         printf("%s\n  %s", i ? "," : "", FileReportJson(r.backups[i]).c_str());
     }
+    printf("],\n \"summary\": %s", JsonStrings(Summary(r)).c_str());
     printf(
-        "],\n \"series\": {\"exposure\": %s, \"auth\": %s, \"lhbm\": %s, \"light\": %s, "
+        ",\n \"series\": {\"exposure\": %s, \"auth\": %s, \"lhbm\": %s, \"light\": %s, "
         "\"severity\": %s, \"marks\": %s}}\n",
         JsonSamples(r.exposure).c_str(), JsonSamples(r.auth).c_str(), JsonSamples(r.lhbm).c_str(),
         JsonSamples(r.light).c_str(), JsonSamples(r.severity).c_str(), JsonSamples(r.marks).c_str());

@@ -156,6 +156,11 @@ class Session {
     void OnTouchEvent(const fp::TouchEvent& event);
     static void OnExposureChanged(void* ctx, float expo, float base);
     void TouchRequests(TimelineEntry* entry);
+    static size_t CriticalErrorCount() {
+        fp::CriticalErrors* errors = fp::CriticalErrors::GetInstance();
+        std::lock_guard<std::mutex> lock(errors->mutex_);
+        return errors->events_.size();
+    }
     void Mark(const std::string& label) { result_->marks.push_back({now_ms_, 0, label}); }
 
     std::string root_;
@@ -435,6 +440,7 @@ void Session::Lhbm(const ScenarioEvent& e, TimelineEntry* entry) {
     const int status = hal_.display->SetLhbm(on, &elapsed);
     entry->outcome.push_back(Format("SetLhbm(%s): %s, elapsed %u ms", on ? "on" : "off",
                                     StatusText(status).c_str(), elapsed));
+    if (status != 0) ++result_->lhbm_failures;
     if (status == 0 && on != lhbm_on_) {
         lhbm_on_ = on;
         result_->lhbm.push_back({now_ms_, on ? 1.0 : 0.0, ""});
@@ -679,7 +685,6 @@ void Session::Handle(const ScenarioEvent& e, TimelineEntry* entry) {
         auto event = std::make_shared<fp::ErrorEvent>(e.text, time(nullptr));
         fp::CriticalErrors::GetInstance()->AddErrorEvent(event);
         entry->outcome.push_back("critical error: " + event->ToDebugString());
-        Mark("critical error");
     } else if (v == "dump") {
         for (const DumpSection& d : Dumps()) {
             for (const std::string& line : Lines(d.text)) entry->outcome.push_back(line);
@@ -724,7 +729,10 @@ bool Session::Run(const Scenario& scenario, std::string* error) {
             entry.event = e.source;
             current_ = &entry;
             host::ClearTouchIoctls();
+            const size_t errors = CriticalErrorCount();
             Handle(e, &entry);
+            // Any critical error, the scenario's own or one the library added, is marked.
+            if (CriticalErrorCount() > errors) Mark("critical error");
             current_ = nullptr;
             for (const host::LogLine& line : capture.Lines()) entry.log.push_back(line.ToString());
             capture.Clear();

@@ -43,6 +43,7 @@ struct SimResult {
     std::vector<DumpSection> dumps;   // at the end of the session
     std::vector<FileReport> backups;  // the backup files under the root, as inspect reads them
     std::string root;                 // the device tree on this machine
+    int lhbm_failures = 0;            // switches that did not return 0
 
     // For the picture.
     int64_t start_ms = 0;
