@@ -1,5 +1,6 @@
 // fputil sim as a user runs it: the bundled day against its reviewed output, the same session
 // as JSON, a tree that keeps what one session wrote for the next, and scenario errors.
+#include <android-base/file.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -30,8 +31,9 @@ ToolRun Sim(const std::vector<std::string>& args) {
 }
 
 std::string ReadFile(const std::string& path) {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    std::string text;
+    android::base::ReadFileToString(path, &text);
+    return text;
 }
 
 // A switch's measured time depends on the machine's load: it is compared as a placeholder.

@@ -1,6 +1,7 @@
 #include "tools/fputil/sim_session.h"
 
 #include <android-base/properties.h>
+#include <android-base/strings.h>
 #include <unistd.h>
 #include <utils/SystemClock.h>
 
@@ -8,7 +9,6 @@
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -79,25 +79,13 @@ int SeverityOf(const std::string& word) {
     return 0;
 }
 
-std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string Format(const char* format, ...) {
-    char buf[512];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(buf, sizeof(buf), format, args);
-    va_end(args);
-    return buf;
-}
+// One line of the timeline, cut at the library's own long-text size.
+constexpr size_t kLine = 1024;
 
+// The lines of a dump, without the empty piece after its last newline.
 std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    size_t pos = 0;
-    while (pos < text.size()) {
-        size_t end = text.find('\n', pos);
-        if (end == std::string::npos) end = text.size();
-        lines.push_back(text.substr(pos, end - pos));
-        pos = end + 1;
-    }
+    std::vector<std::string> lines = android::base::Split(text, "\n");
+    if (!lines.empty() && lines.back().empty()) lines.pop_back();
     return lines;
 }
 
@@ -203,10 +191,11 @@ void Session::OnExposureChanged(void* ctx, float expo, float base) {
     auto* self = static_cast<Session*>(ctx);
     const int step = fp::DynamicExposure::GetInstance().adjustment_step;
     if (self->current_ != nullptr) {
-        self->current_->outcome.push_back(
-            Format("exposure callback: expo %.3f ms, base %.3f ms (step %+d)", expo, base, step));
+        self->current_->outcome.push_back(fp::FormatFixed(
+            kLine, "exposure callback: expo %.3f ms, base %.3f ms (step %+d)", expo, base, step));
     }
-    self->result_->exposure.push_back({self->now_ms_, expo, Format("step %+d", step)});
+    self->result_->exposure.push_back(
+        {self->now_ms_, expo, fp::FormatFixed(kLine, "step %+d", step)});
 }
 
 void Session::OnTouchEvent(const fp::TouchEvent& event) {
@@ -235,8 +224,8 @@ void Session::TouchRequests(TimelineEntry* entry) {
                            : call.request == fp::FpsTouchHandler::kIoctlLptwDisable ? "lptw off"
                            : call.request == fp::FpsTouchHandler::kIoctlSetArea     ? "area"
                                                                                     : "?";
-        entry->outcome.push_back(
-            Format("touch device: request %lu (%s) -> %d", call.request, what, call.result));
+        entry->outcome.push_back(fp::FormatFixed(kLine, "touch device: request %lu (%s) -> %d",
+                                                 call.request, what, call.result));
     }
     host::ClearTouchIoctls();
 }
@@ -257,7 +246,8 @@ void Session::Setup(const ScenarioEvent& e, TimelineEntry* entry) {
             fwrite(cell.data(), 1, cell.size(), f);
             fclose(f);
         }
-        entry->outcome.push_back(Format("device tree: %s = 0x%08x", e.word.c_str(), v));
+        entry->outcome.push_back(
+            fp::FormatFixed(kLine, "device tree: %s = 0x%08x", e.word.c_str(), v));
     } else if (e.verb == "sensor") {
         const auto& n = e.numbers;
         if (e.word == "circle") {
@@ -271,10 +261,10 @@ void Session::Setup(const ScenarioEvent& e, TimelineEntry* entry) {
             area_ = {static_cast<int32_t>(n[0]), static_cast<int32_t>(n[1]),
                      static_cast<int32_t>(n[2]), static_cast<int32_t>(n[3])};
         }
-        entry->outcome.push_back(
-            Format("sensor area: %s, touch area (%d, %d) - (%d, %d)",
-                   (sensor_circle_ ? sensor_circle_->Print() : sensor_rect_->Print()).c_str(),
-                   area_.left, area_.top, area_.right, area_.bottom));
+        entry->outcome.push_back(fp::FormatFixed(
+            kLine, "sensor area: %s, touch area (%d, %d) - (%d, %d)",
+            (sensor_circle_ ? sensor_circle_->Print() : sensor_rect_->Print()).c_str(), area_.left,
+            area_.top, area_.right, area_.bottom));
     }
 }
 
@@ -282,12 +272,12 @@ void Session::Display(const ScenarioEvent& e, TimelineEntry* entry) {
     if (e.word == "slow") {
         display_duration_ = milliseconds(static_cast<int64_t>(e.numbers[0]));
         if (fake_display_) fake_display_->SetCallDuration(display_duration_);
-        entry->outcome.push_back(Format("display service: each call takes %lld ms",
-                                        (long long)display_duration_.count()));
+        entry->outcome.push_back(fp::FormatFixed(kLine, "display service: each call takes %lld ms",
+                                                 (long long)display_duration_.count()));
     } else if (e.word == "fail") {
         if (fake_display_) fake_display_->FailNextCalls(static_cast<int>(e.numbers[0]));
-        entry->outcome.push_back(
-            Format("display service: the next %d call(s) fail", static_cast<int>(e.numbers[0])));
+        entry->outcome.push_back(fp::FormatFixed(kLine, "display service: the next %d call(s) fail",
+                                                 static_cast<int>(e.numbers[0])));
     } else if (e.word == "die") {
         const bool killed = host::KillService(host::kDisplayInstance);
         fake_display_.reset();
@@ -317,35 +307,39 @@ void Session::Start(const ScenarioEvent& e, TimelineEntry* entry) {
 
     if (first_start_) {
         fp::DevCdtInfo& cdt = fp::DevCdtInfo::GetInstance();
-        entry->outcome.push_back(
-            Format("device: platform 0x%x, product 0x%x, stage 0x%x, major 0x%x, minor 0x%x, "
-                   "variant 0x%x",
-                   cdt.GetPlatform(), cdt.GetProduct(), cdt.GetStage(), cdt.GetMajor(),
-                   cdt.GetMinor(), cdt.GetVariant()));
+        entry->outcome.push_back(fp::FormatFixed(
+            kLine,
+            "device: platform 0x%x, product 0x%x, stage 0x%x, major 0x%x, minor 0x%x, "
+            "variant 0x%x",
+            cdt.GetPlatform(), cdt.GetProduct(), cdt.GetStage(), cdt.GetMajor(), cdt.GetMinor(),
+            cdt.GetVariant()));
     }
 
     hal_.auth = std::make_unique<fp::AuthStatsG7>(kAuthName, auth_limit_, true);
     hal_.auth->Init();
-    entry->outcome.push_back(Format("AuthStats.%s (limit %u): %zu attempts loaded; %s", kAuthName,
-                                    auth_limit_, hal_.auth->attempts_.size(),
-                                    hal_.auth->ToDebugString().c_str()));
+    entry->outcome.push_back(fp::FormatFixed(
+        kLine, "AuthStats.%s (limit %u): %zu attempts loaded; %s", kAuthName, auth_limit_,
+        hal_.auth->attempts_.size(), hal_.auth->ToDebugString().c_str()));
     hal_.enroll = std::make_unique<fp::EnrollEventContainer>();
     hal_.enroll->Init(kEnrollEventType);
-    entry->outcome.push_back(
-        Format("EnrollEventContainer: %zu events loaded", hal_.enroll->events_.size()));
+    entry->outcome.push_back(fp::FormatFixed(kLine, "EnrollEventContainer: %zu events loaded",
+                                             hal_.enroll->events_.size()));
     hal_.sizes = std::make_unique<fp::FingerSizes>(kFingerSizesName, finger_limit_, true);
-    entry->outcome.push_back(Format("FingerSizes.%s (limit %u): %zu sizes loaded", kFingerSizesName,
-                                    finger_limit_, hal_.sizes->fingers_.size()));
+    entry->outcome.push_back(fp::FormatFixed(kLine, "FingerSizes.%s (limit %u): %zu sizes loaded",
+                                             kFingerSizesName, finger_limit_,
+                                             hal_.sizes->fingers_.size()));
     hal_.finger = std::make_unique<fp::FingerState>();
     hal_.display = std::make_unique<fp::DisplayController>();
     lhbm_on_ = false;
 
     fp::DynamicExposure& expo = fp::DynamicExposure::GetInstance();
     expo.SetExpoChangedCallback(this, OnExposureChanged);
-    entry->outcome.push_back(expo.supported ? Format("dynamic exposure: supported, decides on %u "
-                                                     "attempts",
-                                                     expo.kNumberOfAttempts)
-                                            : "dynamic exposure: not supported");
+    entry->outcome.push_back(expo.supported
+                                 ? fp::FormatFixed(kLine,
+                                                   "dynamic exposure: supported, decides on %u "
+                                                   "attempts",
+                                                   expo.kNumberOfAttempts)
+                                 : "dynamic exposure: not supported");
 
     fp::FpsTouchHandler* touch = fp::FpsTouchHandler::GetInstance();
     if (first_start_) {
@@ -362,8 +356,9 @@ void Session::Start(const ScenarioEvent& e, TimelineEntry* entry) {
            std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(milliseconds(1));
     }
-    entry->outcome.push_back(Format("touch handler: configure %s, start %s",
-                                    configured ? "ok" : "FAILED", started ? "ok" : "FAILED"));
+    entry->outcome.push_back(fp::FormatFixed(kLine, "touch handler: configure %s, start %s",
+                                             configured ? "ok" : "FAILED",
+                                             started ? "ok" : "FAILED"));
     StartSensors(entry);
     if (first_start_) Mark("start");
     first_start_ = false;
@@ -404,18 +399,20 @@ void Session::FingerDown(const ScenarioEvent& e, TimelineEntry* entry) {
     if (std::optional<fp::TouchEvent> t = Touch(r)) {
         contact =
             fp::Ellipse(t->point_x, t->point_y, t->coords_0[0], t->coords_0[1], t->orientation);
-        entry->outcome.push_back(Format("touch event: state %u at (%.2f, %.2f), orientation %.4f",
-                                        t->touch_state, t->point_x, t->point_y, t->orientation));
+        entry->outcome.push_back(
+            fp::FormatFixed(kLine, "touch event: state %u at (%.2f, %.2f), orientation %.4f",
+                            t->touch_state, t->point_x, t->point_y, t->orientation));
     } else {
         entry->outcome.push_back("no touch event arrived (the touch handler is not running)");
     }
     hal_.finger->Set(true, static_cast<long>(android::uptimeMillis()), contact, e.HasFlag("lptw"));
     TouchRequests(entry);
-    entry->outcome.push_back(Format("finger down: %s, lptw requested %d, enabled %d",
-                                    hal_.finger->GetEllipse().Print().c_str(),
-                                    hal_.finger->IsLptwRequested(), hal_.finger->IsLptwEnabled()));
+    entry->outcome.push_back(
+        fp::FormatFixed(kLine, "finger down: %s, lptw requested %d, enabled %d",
+                        hal_.finger->GetEllipse().Print().c_str(), hal_.finger->IsLptwRequested(),
+                        hal_.finger->IsLptwEnabled()));
     const float covered = Coverage(contact);
-    entry->outcome.push_back(Format("coverage: %.2f%% of the sensor area", covered));
+    entry->outcome.push_back(fp::FormatFixed(kLine, "coverage: %.2f%% of the sensor area", covered));
 }
 
 void Session::FingerUp(TimelineEntry* entry) {
@@ -424,22 +421,23 @@ void Session::FingerUp(TimelineEntry* entry) {
     r.touch_state = 0;
     r.timestamp = static_cast<uint64_t>(now_ms_) * 1000;
     if (std::optional<fp::TouchEvent> t = Touch(r)) {
-        entry->outcome.push_back(Format("touch event: state %u", t->touch_state));
+        entry->outcome.push_back(fp::FormatFixed(kLine, "touch event: state %u", t->touch_state));
     }
     hal_.finger->Set(false, 0, fp::Ellipse(0, 0, 0, 0, 0), false);
     TouchRequests(entry);
     entry->outcome.push_back(
-        Format("finger up: lptw enabled %d, last touch event reset (state 0x%x)",
-               hal_.finger->IsLptwEnabled(),
-               fp::FpsTouchHandler::GetInstance()->GetLastTouchEvent().touch_state));
+        fp::FormatFixed(kLine, "finger up: lptw enabled %d, last touch event reset (state 0x%x)",
+                        hal_.finger->IsLptwEnabled(),
+                        fp::FpsTouchHandler::GetInstance()->GetLastTouchEvent().touch_state));
 }
 
 void Session::Lhbm(const ScenarioEvent& e, TimelineEntry* entry) {
     const bool on = e.word == "on";
     uint32_t elapsed = 0;
     const int status = hal_.display->SetLhbm(on, &elapsed);
-    entry->outcome.push_back(Format("SetLhbm(%s): %s, elapsed %u ms", on ? "on" : "off",
-                                    StatusText(status).c_str(), elapsed));
+    entry->outcome.push_back(fp::FormatFixed(kLine, "SetLhbm(%s): %s, elapsed %u ms",
+                                             on ? "on" : "off", StatusText(status).c_str(),
+                                             elapsed));
     if (status != 0) ++result_->lhbm_failures;
     if (status == 0 && on != lhbm_on_) {
         lhbm_on_ = on;
@@ -548,9 +546,10 @@ void Session::StartSensors(TimelineEntry* entry) {
     connect.join();
     const int als = fp::AlsMonitor::GetInstance()->StartSampling();
     entry->outcome.push_back(
-        Format("sensor listener: light %d, long press %d; ambient light "
-               "monitor: %d",
-               light, long_press, als));
+        fp::FormatFixed(kLine,
+                        "sensor listener: light %d, long press %d; ambient light "
+                        "monitor: %d",
+                        light, long_press, als));
 }
 
 void Session::StopSensors() {
@@ -569,9 +568,9 @@ void Session::SensorEvent(fp::SensorType type, const ASensorEvent& event, Timeli
                          sensor_arrived_.wait_for(lock, kSensorEventWait,
                                                   [&] { return sensor_events_[type] > before; });
     if (arrived) {
-        entry->outcome.push_back(Format("sensor listener: %s event %.1f handed to the HAL",
-                                        type == fp::kAmbientLight ? "light" : "long-press",
-                                        last_sensor_value_));
+        entry->outcome.push_back(fp::FormatFixed(
+            kLine, "sensor listener: %s event %.1f handed to the HAL",
+            type == fp::kAmbientLight ? "light" : "long-press", last_sensor_value_));
     } else {
         entry->outcome.push_back("sensor listener: no event reached the HAL");
     }
@@ -590,9 +589,9 @@ void Session::Thermal(const ScenarioEvent& e, TimelineEntry* entry) {
                                          static_cast<thermal::ThrottlingSeverity>(severity)}});
     }
     const int got = fp::Thermal::GetInstance().GetCpuSeverity();
-    entry->outcome.push_back(Format("skin %.1f C, %s; Thermal::GetCpuSeverity: %d%s%s", celsius,
-                                    kSeverityNames[severity], got, got >= 0 && got < 7 ? " " : "",
-                                    got >= 0 && got < 7 ? kSeverityNames[got] : ""));
+    entry->outcome.push_back(fp::FormatFixed(
+        kLine, "skin %.1f C, %s; Thermal::GetCpuSeverity: %d%s%s", celsius, kSeverityNames[severity],
+        got, got >= 0 && got < 7 ? " " : "", got >= 0 && got < 7 ? kSeverityNames[got] : ""));
     if (got >= 0) result_->severity.push_back({now_ms_, static_cast<double>(got), ""});
 }
 
@@ -621,8 +620,8 @@ void Session::Handle(const ScenarioEvent& e, TimelineEntry* entry) {
         fp::DynamicExposure& expo = fp::DynamicExposure::GetInstance();
         expo.UpdateCaliExpo(static_cast<float>(e.numbers[0]), static_cast<float>(e.numbers[1]));
         result_->exposure.push_back({now_ms_, e.numbers[0], "calibrated"});
-        entry->outcome.push_back(Format("calibrated exposure %.3f ms, base %.3f ms", expo.cali_expo,
-                                        expo.cali_expo_base));
+        entry->outcome.push_back(fp::FormatFixed(kLine, "calibrated exposure %.3f ms, base %.3f ms",
+                                                 expo.cali_expo, expo.cali_expo_base));
     } else if (v == "finger-down") {
         FingerDown(e, entry);
     } else if (v == "finger-up") {
@@ -636,13 +635,14 @@ void Session::Handle(const ScenarioEvent& e, TimelineEntry* entry) {
             tracker.UpdateState(static_cast<fp::fp_state_t>(code));
             char down[64] = {};
             tracker.GetFingerDownTime(down, sizeof(down));
-            entry->outcome.push_back(Format("HAL state 0x%x, finger-down time %s", code, down));
+            entry->outcome.push_back(
+                fp::FormatFixed(kLine, "HAL state 0x%x, finger-down time %s", code, down));
         } else {
             const unsigned timeout = static_cast<unsigned>(e.numbers[0]);
             const int status = tracker.WaitForState(static_cast<fp::fp_state_t>(code), timeout);
-            entry->outcome.push_back(Format("WaitForState(0x%x, %u ms): %s (state is 0x%x)", code,
-                                            timeout, StatusText(status).c_str(),
-                                            static_cast<unsigned>(tracker.GetState())));
+            entry->outcome.push_back(fp::FormatFixed(
+                kLine, "WaitForState(0x%x, %u ms): %s (state is 0x%x)", code, timeout,
+                StatusText(status).c_str(), static_cast<unsigned>(tracker.GetState())));
         }
     } else if (v == "lhbm") {
         Lhbm(e, entry);
@@ -674,7 +674,8 @@ void Session::Handle(const ScenarioEvent& e, TimelineEntry* entry) {
         SensorEvent(fp::kAmbientLight, event, entry);
         float lux = 0;
         const int status = fp::AlsMonitor::GetInstance()->GetLight(&lux);
-        entry->outcome.push_back(Format("AlsMonitor::GetLight: %d, %.1f lux", status, lux));
+        entry->outcome.push_back(
+            fp::FormatFixed(kLine, "AlsMonitor::GetLight: %d, %.1f lux", status, lux));
         if (status == 0) result_->light.push_back({now_ms_, lux, ""});
     } else if (v == "long-press") {
         ASensorEvent event = {};
