@@ -124,6 +124,68 @@ TEST_F(FputilSimTest, SlowDisplayShowsInTheSwitchTime) {
     EXPECT_GE(std::stoi(m[1]), 30);
 }
 
+// Devices that differ from the bundled day: each scenario and a line its timeline must show.
+TEST_F(FputilSimTest, DeviceVariantsShowInTheTimeline) {
+    struct Case {
+        const char* name;
+        const char* text;
+        const char* shown;
+    };
+    const Case cases[] = {
+        {"thermal over HIDL", "07:00 thermal-service hidl\n08:00 start\n08:01 thermal 47 severe\n",
+         "skin 47.0 C, SEVERE; Thermal::GetCpuSeverity: 3 SEVERE"},
+        {"no thermal service", "08:00 start\n08:01 thermal 47 severe\n",
+         "Thermal::GetCpuSeverity: -19"},
+        {"display not declared", "07:00 display missing\n08:00 start\n08:01 lhbm on\n",
+         "SetLhbm(on): -19 (no display service), elapsed 0 ms"},
+        {"failed switch-on is a critical error",
+         "08:00 start\n08:00 display fail 1\n08:01 lhbm on\n08:02 dump\n",
+         "#000 2025-10-12 08:01:00 *failed to enable lhbm"},
+        {"touch handler turned off",
+         "07:00 prop persist.vendor.udfps.fps_touch_handler_supported false\n08:00 start\n"
+         "08:01 finger-down 540 1600 100 80 0\n",
+         "no touch event arrived (the touch handler is not running)"},
+        {"rectangular sensor fully covered",
+         "07:00 sensor rect 500 1560 580 1640\n08:00 start\n"
+         "08:01 finger-down 540 1600 300 300 0\n",
+         "coverage: 100.00% of the sensor area"},
+        {"dark room steps the exposure up",
+         "07:00 prop persist.vendor.udfps.dynamic_exposure_supported true\n"
+         "07:00 prop persist.vendor.udfps.dynamic.exposure.number_of_attempts 2\n08:00 start\n"
+         "08:00 calibrate 40 200\n08:01 auth reject iq=10 rawmean=500\n"
+         "08:02 auth reject iq=10 rawmean=500\n",
+         "exposure callback: expo 43.333 ms, base 216.667 ms (step +1)"},
+    };
+    for (const Case& c : cases) {
+        ToolRun run = Sim({Put("variant", c.text)});
+        EXPECT_EQ(run.status, 0) << c.name << ": " << run.err;
+        EXPECT_THAT(run.out, HasSubstr(c.shown)) << c.name;
+    }
+}
+
+// The picture: one dot per attempt, one bar per LHBM interval, one lane per series.
+TEST_F(FputilSimTest, PictureDrawsEveryAttemptAndEveryLhbmInterval) {
+    const std::string svg = dir_.dir() + "/day.svg";
+    ToolRun run = Sim({"--json", "--svg", svg, kDay});
+    ASSERT_EQ(run.status, 0) << run.err;
+    Json::Value doc;
+    std::istringstream in(run.out);
+    ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &doc, nullptr));
+    const std::string picture = ReadFile(svg);
+    auto count = [&](const std::string& what) {
+        size_t n = 0;
+        for (size_t at = picture.find(what); at != std::string::npos;
+             at = picture.find(what, at + 1))
+            ++n;
+        return n;
+    };
+    size_t intervals = 0;
+    for (const Json::Value& s : doc["series"]["lhbm"]) intervals += s["value"].asDouble() > 0;
+    EXPECT_EQ(count("<circle "), doc["series"]["auth"].size());
+    EXPECT_EQ(count("fill='#f0a030'"), intervals);
+    EXPECT_EQ(picture.rfind("</svg>\n"), picture.size() - 7);
+}
+
 // Each problem is reported with file, line and reason, and nothing runs.
 TEST_F(FputilSimTest, ScenarioErrorsNameTheLineAndTheReason) {
     struct Case {
