@@ -49,7 +49,10 @@ void Child(bool on, const std::vector<std::string>& values, void (*body)(Dynamic
 
 void Feed(int n, bool ok, int32_t iq, int32_t raw, int8_t acquired = 1) {
     auto e = std::make_shared<AuthEventG7>();
-    e->acquired_info = acquired, e->auth_successful = ok, e->iq = iq, e->rawmean_delta = raw;
+    e->acquired_info = acquired;
+    e->auth_successful = ok;
+    e->iq = iq;
+    e->rawmean_delta = raw;
     for (int i = 0; i < n; ++i) DynamicExposure::GetInstance().FeedAuthAttempt(e);
 }
 

@@ -18,7 +18,6 @@ namespace fp_utils {
 namespace host {
 namespace {
 
-using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr char kInstance[] = "test.IWorker/default";
@@ -199,16 +198,6 @@ TEST_F(HostBinderTest, CallLosesItsReplyWhenTheServiceDiesDuringIt) {
     EXPECT_EQ(STATUS_DEAD_OBJECT, call.get());
 }
 
-TEST_F(HostBinderTest, DeclaredServiceIsWaitedForUntilTheLimit) {
-    DeclareService(kInstance);
-    SetServiceWaitLimit(milliseconds(50));
-    auto start = steady_clock::now();
-
-    EXPECT_EQ(nullptr, AServiceManager_waitForService(kInstance));
-
-    EXPECT_GE(steady_clock::now() - start, milliseconds(50));
-}
-
 TEST_F(HostBinderTest, UndeclaredServiceIsNotWaitedFor) {
     SetServiceWaitLimit(std::chrono::seconds(30));
     auto start = steady_clock::now();
@@ -217,20 +206,6 @@ TEST_F(HostBinderTest, UndeclaredServiceIsNotWaitedFor) {
 
     EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(30));
     EXPECT_FALSE(AServiceManager_isDeclared(kInstance));
-}
-
-TEST_F(HostBinderTest, WaitEndsWhenTheServiceIsRegistered) {
-    DeclareService(kInstance);
-    SetServiceWaitLimit(std::chrono::seconds(30));
-    auto worker = ndk::SharedRefBase::make<Worker>();
-    auto start = steady_clock::now();
-    std::thread registrar([&] { AServiceManager_addService(worker->asBinder().get(), kInstance); });
-
-    ndk::SpAIBinder binder(AServiceManager_waitForService(kInstance));
-    registrar.join();
-
-    EXPECT_EQ(worker->asBinder(), binder);
-    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 TEST_F(HostBinderTest, ResetForgetsServicesAndDeclarationsAndRunsHooks) {
