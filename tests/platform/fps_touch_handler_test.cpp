@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <future>
@@ -51,7 +52,7 @@ class FpsTouchHandlerTest : public testing::FpUtilsTest {
         handler_->SetTouchEventCallback([this](const TouchEvent& e) { OnEvent(e); });
     }
     void TearDown() override {
-        if (handler_ != nullptr) handler_->Stop();
+        handler_->Stop();
         host::ClearTouchIoctls();
         host::ClearTouchIoctlFailures();
     }
@@ -76,17 +77,21 @@ class FpsTouchHandlerTest : public testing::FpUtilsTest {
         for (const TouchEvent& e : delivered_) stamps.push_back(e.timestamp);
         return stamps;
     }
-    // Stops on a thread of its own, waiting at most kWait. A Stop that hangs keeps the handler:
-    // the case fails at once instead of hanging with it.
-    bool StoppedInTime() {
+    // Stops on a thread of its own, waiting at most kWait. A Stop that hangs ends the process
+    // with the failure: its worker still uses this case's members, so nothing can follow.
+    void StopWithinTheBound() {
         auto stopped = std::make_shared<std::promise<bool>>();
         std::future<bool> result = stopped->get_future();
         std::thread([stopped, handler = handler_.get()] {
             stopped->set_value(handler->Stop());
         }).detach();
-        if (result.wait_for(testing::kWait) == std::future_status::ready) return result.get();
-        (void)handler_.release();
-        return false;
+        if (result.wait_for(testing::kWait) == std::future_status::ready) {
+            EXPECT_TRUE(result.get());
+            return;
+        }
+        ADD_FAILURE() << "Stop hangs";
+        fflush(stdout);
+        _exit(1);
     }
     bool Logged(int priority, const std::string& text) const {
         return log_.Contains(priority, kTag, text);
@@ -252,7 +257,7 @@ TEST_F(FpsTouchHandlerTest, StopWakesTheWorkerFromItsPoll) {
         std::string nr;                   // in now; the kernel may not tell
         return !(std::ifstream(syscall) >> nr) || nr != "running";
     }));
-    ASSERT_TRUE(StoppedInTime()) << "Stop hangs";
+    StopWithinTheBound();
     EXPECT_TRUE(Logged(kI, "WriteCancelEvent: write cancel event"));
     EXPECT_TRUE(Logged(kI, "pollFds: received cancel event"));
     EXPECT_TRUE(Logged(kD, "threadLoop exiting"));
@@ -274,7 +279,7 @@ class StopInCallbackTest : public FpsTouchHandlerTest {
         ConfigureAndStart();
         ASSERT_TRUE(host::WriteTouchBatch(EncodeTouchBatch({{1001}})));
         ASSERT_TRUE(host::WriteTouchBatch(EncodeTouchBatch({{1002}})));  // once 1001 is read
-        ASSERT_TRUE(StoppedInTime()) << "Stop hangs";
+        StopWithinTheBound();
         ASSERT_TRUE(handler_->Start());
         EXPECT_EQ(Deliver(EncodeTouchBatch({})), (Stamps{1001, 1002}));
     }
