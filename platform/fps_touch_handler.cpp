@@ -8,12 +8,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "platform/touch_polling_worker_thread.h"
+#include "platform/worker_lock.h"
 #include "root_mapping/device_path.h"
 
 namespace android {
@@ -33,8 +33,6 @@ constexpr uint32_t kUnscaledTouchId = 0xFFFFFFFF;
 constexpr uint32_t kInvalidTouchState = 0xFFFFFFFF;
 constexpr uint32_t kTouchStateCount = 3;
 constexpr double kPi = 3.14159265358979323846;
-// How often a worker waiting for the lock looks whether a Stop is waiting for it instead.
-constexpr std::chrono::milliseconds kWorkerLockRetry(2);
 
 // Argument of the area request, as the driver reads it.
 struct FthAreaCommand {
@@ -197,7 +195,7 @@ bool FpsTouchHandler::EnableLptwEventReport(bool enable) {
     std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
     if (TouchPollingWorkerThread::IsCurrentThread()) {
         // Called from the touch callback: a Stop that waits for this very thread holds the lock.
-        if (!LockForWorker(lock)) {
+        if (!LockUnlessStopping(lock, stopping_)) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: touch handler is stopping",
                                 "EnableLptwEventReport");
             return false;
@@ -226,13 +224,6 @@ void FpsTouchHandler::ResetLastTouchEvent() {
     last_event_ = InitialTouchEvent();
 }
 
-bool FpsTouchHandler::LockForWorker(std::unique_lock<std::timed_mutex>& lock) {
-    while (!lock.try_lock_for(kWorkerLockRetry)) {
-        if (stopping_) return false;
-    }
-    return true;
-}
-
 void FpsTouchHandler::ReadTouchEvent() {
     // Tested before locking: a Stop may hold the lock while it waits for this thread.
     if (!configured_) {
@@ -244,7 +235,7 @@ void FpsTouchHandler::ReadTouchEvent() {
     memset(buf, 0, sizeof(buf));
     {
         std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
-        if (!LockForWorker(lock)) return;
+        if (!LockUnlessStopping(lock, stopping_)) return;
         if (fd_ < 0) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid fd", "ReadTouchEvent");
             return;

@@ -107,8 +107,6 @@ class FP_UTILS_EXPORT FpsTouchHandler {
     bool OpenTouchDevice();
     // Worker side: one read of the device, then conversion and callbacks without the lock.
     void ReadTouchEvent();
-    // Worker side: takes the lock unless a Stop is waiting for the worker, which holds it.
-    bool LockForWorker(std::unique_lock<std::timed_mutex>& lock);
     void ConvertRawEvent(const uint8_t* raw);
 
     sp<TouchPollingWorkerThread> touch_polling_worker_thread_;
