@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "fp_utils/geometry.h"
+#include "geometry/containment.h"
 #include "text/text.h"
 
 namespace android {
@@ -71,21 +72,22 @@ Ellipse::Terms Ellipse::MakeTerms(float major, float minor, float orientation) {
 // double and rounded to float before the comparison with 1. A zero-length axis makes the sum
 // infinite or NaN, so no point is inside.
 bool Ellipse::Contains(const Point& p) const {
-    Terms fresh;
-    const Terms* t = &terms_;
-    if (!SameBits(t->major, major) || !SameBits(t->minor, minor) ||
-        !SameBits(t->orientation, orientation)) {
-        fresh = MakeTerms(major, minor, orientation);
-        t = &fresh;
-    }
+    Terms scratch;
+    const Terms& t = CurrentTerms(&scratch);
     const float dx = p.x - center.x;
     const float dy = p.y - center.y;
-    const float u = dx * t->sin_o - dy * t->cos_o;
-    const float v = dx * t->cos_o + dy * t->sin_o;
-    const double uu = static_cast<double>(u) * static_cast<double>(u);
-    const double vv = static_cast<double>(v) * static_cast<double>(v);
-    const float q = static_cast<float>(uu / t->a2 + vv / t->b2);
-    return q <= 1.0f;
+    const float u = dx * t.sin_o - dy * t.cos_o;
+    const float v = dx * t.cos_o + dy * t.sin_o;
+    return EllipseSumInside(u, v, t.a2, t.b2);
+}
+
+const Ellipse::Terms& Ellipse::CurrentTerms(Terms* scratch) const {
+    if (SameBits(terms_.major, major) && SameBits(terms_.minor, minor) &&
+        SameBits(terms_.orientation, orientation)) {
+        return terms_;
+    }
+    *scratch = MakeTerms(major, minor, orientation);
+    return *scratch;
 }
 
 // Edges are inclusive. The rectangle is taken as it stands: with left > right (or top >

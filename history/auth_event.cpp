@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <regex>
 
+#include "history/backup_numbers.h"
 #include "history/record_text.h"
 #include "text/text.h"
 
@@ -49,6 +50,59 @@ Triplet Unpack(int32_t v) {
                    static_cast<uint32_t>(v % 1000)};
 }
 
+// The base part of a backup string in its common form, as the library writes it: six
+// hexadecimal fields, each "0x" and at most 8 digits (16 for the time), separated by commas.
+// `length` is where the sixth field's digits end, which is also where the first match of the
+// base part's pattern ends, since the digits of every field run up to a character that is not
+// a hexadecimal digit.
+struct BaseFields {
+    uint64_t time;
+    uint32_t values[5];  // acquired_info, auth_successful, fid, latency, iq as scanned
+    size_t length;
+};
+
+bool ReadBaseFields(const std::string& text, BaseFields* f) {
+    TextCursor c{text.data(), text.data() + text.size()};
+    uint64_t v;
+    if (!ReadHexField(c, 16, &v)) return false;
+    f->time = v;
+    for (uint32_t& value : f->values) {
+        if (!c.Take(',') || !ReadHexField(c, 8, &v)) return false;
+        value = static_cast<uint32_t>(v);
+    }
+    f->length = static_cast<size_t>(c.p - text.data());
+    return true;
+}
+
+char* AppendHexField(char* out, uint64_t value) {
+    *out++ = '0';
+    *out++ = 'x';
+    return AppendHex(out, value);
+}
+
+// The G7 part in its common form: two two-decimal floats, a decimal and eighteen hexadecimal
+// fields, each after a comma.
+struct G7Fields {
+    float t_cov;
+    float t_dist;
+    uint32_t lptw;
+    uint32_t hex[18];
+};
+
+bool ReadG7Fields(const std::string& text, G7Fields* f) {
+    TextCursor c{text.data(), text.data() + text.size()};
+    if (!c.Take(',') || !ReadFixed2Field(c, &f->t_cov) || !c.Take(',') ||
+        !ReadFixed2Field(c, &f->t_dist) || !c.Take(',') || !ReadDecimalField(c, &f->lptw)) {
+        return false;
+    }
+    for (uint32_t& value : f->hex) {
+        uint64_t v;
+        if (!c.Take(',') || !ReadHexField(c, 8, &v)) return false;
+        value = static_cast<uint32_t>(v);
+    }
+    return true;
+}
+
 }  // namespace
 
 std::string AuthEvent::GetLocalTime() const {
@@ -67,14 +121,38 @@ std::string AuthEvent::ToDebugString() const {
     return FormatDebugLine(GetLocalTime(), "acquisition_error:%d", acquired_info);
 }
 
+// "0x%lx,0x%x,0x%x,0x%x,0x%x,0x%x", written field by field; at most 73 characters.
+char* AuthEvent::AppendBackupFields(char* out) const {
+    out = AppendHexField(out, static_cast<unsigned long>(time));
+    const uint32_t fields[] = {static_cast<uint32_t>(static_cast<int32_t>(acquired_info)),
+                               auth_successful ? 1u : 0u, static_cast<uint32_t>(fid),
+                               static_cast<uint32_t>(latency), static_cast<uint32_t>(iq)};
+    for (uint32_t field : fields) {
+        *out++ = ',';
+        out = AppendHexField(out, field);
+    }
+    return out;
+}
+
 std::string AuthEvent::ToBackupString() const {
-    return FormatFixed(
-        kShortText, "0x%lx,0x%x,0x%x,0x%x,0x%x,0x%x", static_cast<unsigned long>(time),
-        static_cast<unsigned>(static_cast<int32_t>(acquired_info)), auth_successful ? 1u : 0u,
-        static_cast<unsigned>(fid), static_cast<unsigned>(latency), static_cast<unsigned>(iq));
+    char buf[128];
+    return std::string(buf, AppendBackupFields(buf));
 }
 
 bool AuthEvent::LoadFromBackupString(std::string& text) {
+    // The common form is read directly; anything else goes the scanf way below, which decides
+    // what is accepted.
+    BaseFields f;
+    if (ReadBaseFields(text, &f)) {
+        fid = static_cast<int32_t>(f.values[2]);
+        latency = static_cast<int32_t>(f.values[3]);
+        iq = static_cast<int32_t>(f.values[4]);
+        time = static_cast<time_t>(f.time);
+        acquired_info = static_cast<int8_t>(f.values[0] & 0xFF);
+        auth_successful = f.values[1] != 0;
+        text.erase(0, f.length);
+        return true;
+    }
     unsigned long scanned_time = 0;
     unsigned scanned_info = 0;
     unsigned scanned_successful = 0;
@@ -153,10 +231,43 @@ std::string AuthEventG7::GetAuthFailureReason() const {
     return std::string("reason:") + reason;
 }
 
+// The base part, then ",%.2f,%.2f,%u" and eighteen ",0x%x" fields, written field by field;
+// floats that the fast writer does not take (not finite, or 10^13 and more) go through printf.
 std::string AuthEventG7::ToBackupString() const {
+    char buf[384];
+    char* out = AppendBackupFields(buf);
+    char* const g7 = out;
+    *out++ = ',';
+    out = AppendFixed2(out, t_cov);
+    if (out != nullptr) {
+        *out++ = ',';
+        out = AppendFixed2(out, t_dist);
+    }
+    if (out == nullptr) {
+        return std::string(buf, g7) + PrintedG7Fields();
+    }
+    *out++ = ',';
+    out = AppendDecimal(out, lptw);
+    const int32_t* const fields[] = {&rawmean_delta, &metric_1,       &metric_2,   &metric_3,
+                                     &metric_4,      &foreign_matter, &match_score};
+    *out++ = ',';
+    out = AppendHexField(out, rc);
+    for (const int32_t* field : fields) {
+        *out++ = ',';
+        out = AppendHexField(out, static_cast<uint32_t>(*field));
+    }
+    for (const int32_t* five : {stitch_img_num_, stitch_img_area_}) {
+        for (int k = 0; k < 5; ++k) {
+            *out++ = ',';
+            out = AppendHexField(out, static_cast<uint32_t>(five[k]));
+        }
+    }
+    return std::string(buf, out);
+}
+
+std::string AuthEventG7::PrintedG7Fields() const {
     auto u = [](int32_t field) { return static_cast<unsigned>(field); };
-    return AuthEvent::ToBackupString() +
-           FormatFixed(kLongText,
+    return FormatFixed(kLongText,
                        ",%.2f,%.2f,%u,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,0x%x,"
                        "0x%x,0x%x,0x%x,0x%x,0x%x,0x%x",
                        t_cov, t_dist, lptw, rc, u(rawmean_delta), u(metric_1), u(metric_2),
@@ -172,6 +283,21 @@ bool AuthEventG7::LoadFromBackupString(std::string& text) {
         __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] AuthEvent failed to load '%s'",
                             kG7LoadSignature, text.c_str());
         return false;
+    }
+    G7Fields f;
+    if (ReadG7Fields(text, &f)) {
+        t_cov = f.t_cov;
+        t_dist = f.t_dist;
+        lptw = f.lptw;
+        rc = f.hex[0];
+        int32_t* const fields[] = {&rawmean_delta, &metric_1,       &metric_2,   &metric_3,
+                                   &metric_4,      &foreign_matter, &match_score};
+        for (size_t i = 0; i < 7; ++i) *fields[i] = static_cast<int32_t>(f.hex[1 + i]);
+        for (int k = 0; k < 5; ++k) {
+            stitch_img_num_[k] = static_cast<int32_t>(f.hex[8 + k]);
+            stitch_img_area_[k] = static_cast<int32_t>(f.hex[13 + k]);
+        }
+        return true;
     }
     auto u = [](int32_t& field) { return reinterpret_cast<unsigned*>(&field); };
     int items = sscanf(

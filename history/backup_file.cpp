@@ -2,12 +2,15 @@
 
 #include <android/log.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cinttypes>
 #include <cstdlib>
+#include <cstring>
 
 #include "fp_utils/crc32.h"
+#include "history/backup_numbers.h"
 #include "root_mapping/device_path.h"
 
 namespace android {
@@ -82,7 +85,80 @@ std::string BackupFilePath(const BackupFileKind& kind, const char* dir, const st
     return path;
 }
 
+namespace {
+
+// Backup files are a few hundred kilobytes at most; anything larger is read through stdio.
+constexpr off_t kMaxInMemoryFile = 64 << 20;
+
+}  // namespace
+
+BackupReader::BackupReader(UniqueFile file) : file_(std::move(file)) {
+    FILE* const f = file_.get();
+    const int fd = fileno(f);
+    struct stat st;
+    if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > kMaxInMemoryFile) {
+        return;
+    }
+    const long start = ftell(f);
+    if (start < 0) return;
+    contents_.resize(static_cast<size_t>(st.st_size));
+    size_t filled = 0;
+    while (filled < contents_.size()) {
+        const ssize_t n =
+            pread(fd, &contents_[filled], contents_.size() - filled, static_cast<off_t>(filled));
+        if (n <= 0) break;
+        filled += static_cast<size_t>(n);
+    }
+    contents_.resize(filled);
+    position_ = static_cast<size_t>(start);
+    in_memory_ = position_ <= contents_.size();
+}
+
 BackupReader::Step BackupReader::Next(BackupRecord* record) {
+    if (in_memory_) {
+        if (NextInMemory(record)) return kRecord;
+        // fscanf takes it from here, at the same offset, and says what the head is.
+        if (position_ == contents_.size()) {
+            record->offset = static_cast<long>(position_);
+            return kEnd;
+        }
+        fseek(file_.get(), static_cast<long>(position_), SEEK_SET);
+        const Step step = NextFromFile(record);
+        const long now = ftell(file_.get());
+        position_ = now < 0 ? contents_.size() : static_cast<size_t>(now);
+        return step;
+    }
+    return NextFromFile(record);
+}
+
+bool BackupReader::NextInMemory(BackupRecord* record) {
+    const char* const start = contents_.data() + position_;
+    TextCursor head{start, contents_.data() + contents_.size()};
+    uint64_t crc;
+    uint64_t length;
+    if (!ReadHexField(head, 8, &crc) || !head.Take(',') || !ReadHexField(head, 16, &length) ||
+        !head.Take(',') || length > kBodyBufferSize) {
+        return false;
+    }
+    record->offset = static_cast<long>(position_);
+    record->stored_crc = static_cast<uint32_t>(crc);
+    record->length = length;
+    const size_t available = static_cast<size_t>(head.end - head.p);
+    record->bytes_read = length < available ? length : available;
+    memcpy(buffer_, head.p, record->bytes_read);
+    FinishBody(record);
+    position_ = static_cast<size_t>(head.p - contents_.data()) + record->bytes_read;
+    return true;
+}
+
+void BackupReader::FinishBody(BackupRecord* record) {
+    const size_t length = static_cast<size_t>(record->length);
+    buffer_[length < kBodyBufferSize - 1 ? length : kBodyBufferSize - 1] = '\0';
+    record->computed_crc = crc32(buffer_, length);
+    record->body.assign(buffer_, length);
+}
+
+BackupReader::Step BackupReader::NextFromFile(BackupRecord* record) {
     FILE* file = file_.get();
     record->offset = ftell(file);
     uint32_t crc = 0;
@@ -91,11 +167,8 @@ BackupReader::Step BackupReader::Next(BackupRecord* record) {
     record->stored_crc = crc;
     record->length = length;
     if (length > kBodyBufferSize) return kLengthTooLong;
-
     record->bytes_read = fread(buffer_, 1, length, file);
-    buffer_[length < kBodyBufferSize - 1 ? length : kBodyBufferSize - 1] = '\0';
-    record->computed_crc = crc32(buffer_, length);
-    record->body.assign(buffer_, length);
+    FinishBody(record);
     return kRecord;
 }
 
@@ -135,11 +208,28 @@ void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const s
     }
 }
 
+void AppendBackupRecord(const std::string& body, std::string* out) {
+    // "0x%x,0x%lx,%s"
+    char head[40];
+    char* p = head;
+    *p++ = '0';
+    *p++ = 'x';
+    p = AppendHex(p, crc32(body.data(), body.size()));
+    *p++ = ',';
+    *p++ = '0';
+    *p++ = 'x';
+    p = AppendHex(p, body.size());
+    *p++ = ',';
+    out->append(head, p);
+    const void* nul = memchr(body.data(), '\0', body.size());
+    out->append(body.data(), nul == nullptr ? body.size()
+                                            : static_cast<const char*>(nul) - body.data());
+}
+
 std::string FormatBackupRecord(const std::string& body) {
-    char head[32];
-    snprintf(head, sizeof(head), "0x%x,0x%" PRIx64 ",", crc32(body.data(), body.size()),
-             static_cast<uint64_t>(body.size()));
-    return head + body;
+    std::string record;
+    AppendBackupRecord(body, &record);
+    return record;
 }
 
 BackupWriter::BackupWriter(const BackupFileKind& kind, const std::string& path)
@@ -150,10 +240,26 @@ BackupWriter::BackupWriter(const BackupFileKind& kind, const std::string& path)
     }
 }
 
+namespace {
+
+constexpr size_t kWritePiece = 64 << 10;
+
+}  // namespace
+
+BackupWriter::~BackupWriter() {
+    Flush();
+}
+
 void BackupWriter::Write(const std::string& body) {
     if (file_ == nullptr) return;
-    std::string record = FormatBackupRecord(body);
-    fwrite(record.data(), 1, record.size(), file_.get());
+    AppendBackupRecord(body, &pending_);
+    if (pending_.size() >= kWritePiece) Flush();
+}
+
+void BackupWriter::Flush() {
+    if (file_ == nullptr || pending_.empty()) return;
+    fwrite(pending_.data(), 1, pending_.size(), file_.get());
+    pending_.clear();
 }
 
 }  // namespace fp_utils

@@ -82,13 +82,24 @@ class BackupReader {
         kLengthTooLong,  // the head declares more than kBodyBufferSize bytes; body not read
     };
 
-    explicit BackupReader(UniqueFile file) : file_(std::move(file)) {}
+    explicit BackupReader(UniqueFile file);
 
     Step Next(BackupRecord* record);
 
   private:
+    // A regular file is read whole up front, and records whose head is in its common form
+    // ("0x", up to 8 and 16 hexadecimal digits, commas) are taken from memory; any other head
+    // is read from the file by fscanf at the same offset, exactly as without the copy.
+    bool NextInMemory(BackupRecord* record);
+    Step NextFromFile(BackupRecord* record);
+    // Terminates the body in the buffer as the HAL does and takes its checksum.
+    void FinishBody(BackupRecord* record);
+
     UniqueFile file_;
     char buffer_[kBodyBufferSize] = {};
+    std::string contents_;
+    bool in_memory_ = false;
+    size_t position_ = 0;
 };
 
 // The load procedure of every container: opens `path` (a device path), reads records until the
@@ -98,21 +109,33 @@ class BackupReader {
 void LoadBackupFile(const BackupFileKind& kind, const std::string& path, const std::string& name,
                     const std::function<void(std::string& body)>& load);
 
-// The record text for `body`, head and body, as it stands in the file.
+// Appends the record for `body` as the writer puts it in the file: the head, then the body's
+// bytes up to its first NUL (all of them, for the texts records make), as printing the body
+// with "%s" does. The head's length is always the whole body's.
+void AppendBackupRecord(const std::string& body, std::string* out);
+// The same record as a string.
 std::string FormatBackupRecord(const std::string& body);
 
-// Writes records to a file that it opens, truncated, and owns.
+// Writes records to a file that it opens, truncated, and owns. Records are gathered and
+// written in pieces of about 64 KiB, the last one when the writer goes; write errors are not
+// looked at, as the HAL's writer does not look at them either.
 class BackupWriter {
   public:
     // Opens `path` (a device path); a failure is logged as `kind` says, and ok() is false.
     BackupWriter(const BackupFileKind& kind, const std::string& path);
+    ~BackupWriter();
+    BackupWriter(const BackupWriter&) = delete;
+    BackupWriter& operator=(const BackupWriter&) = delete;
 
     bool ok() const { return file_ != nullptr; }
     // Appends one record carrying `body`; nothing when the file could not be opened.
     void Write(const std::string& body);
 
   private:
+    void Flush();
+
     UniqueFile file_;
+    std::string pending_;
 };
 
 // The write procedure: truncates `path` and writes one record per backup string of `records`

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "platform/touch_polling_worker_thread.h"
+#include "platform/touch_record.h"
 #include "platform/worker_lock.h"
 #include "root_mapping/device_path.h"
 
@@ -29,10 +30,6 @@ constexpr char kScalingFactorProperty[] =
 constexpr char kDefaultDevicePath[] = "/dev/fth_fd";
 
 constexpr uint32_t kAreaCommandCode = 6;
-constexpr uint32_t kUnscaledTouchId = 0xFFFFFFFF;
-constexpr uint32_t kInvalidTouchState = 0xFFFFFFFF;
-constexpr uint32_t kTouchStateCount = 3;
-constexpr double kPi = 3.14159265358979323846;
 
 // Argument of the area request, as the driver reads it.
 struct FthAreaCommand {
@@ -47,27 +44,6 @@ struct FthAreaCommand {
 };
 static_assert(sizeof(FthAreaCommand) == 32, "the driver reads 32 bytes");
 
-// Offsets inside one raw record slot.
-constexpr size_t kRawTimestamp = 0;
-constexpr size_t kRawCoords = 8;  // five groups of four u16
-constexpr size_t kRawPointX = 48;
-constexpr size_t kRawPointY = 52;
-constexpr size_t kRawOrientation = 56;
-constexpr size_t kRawTouchId = 60;
-constexpr size_t kRawTouchState = 64;
-constexpr size_t kRawTouchValue = 68;
-constexpr size_t kRawValid = 72;
-constexpr size_t kRawExtra = 73;
-constexpr size_t kRawFlagA = 81;
-constexpr size_t kRawFlagB = 82;
-
-template <typename T>
-T Load(const uint8_t* p) {
-    T v;
-    memcpy(&v, p, sizeof(v));
-    return v;
-}
-
 // Wraps like the driver's own 32-bit arithmetic.
 int32_t Scale(int32_t value, uint32_t factor) {
     return static_cast<int32_t>(static_cast<uint32_t>(value) * factor);
@@ -76,7 +52,7 @@ int32_t Scale(int32_t value, uint32_t factor) {
 TouchEvent InitialTouchEvent() {
     TouchEvent e;
     memset(&e, 0, sizeof(e));
-    e.touch_state = kInvalidTouchState;
+    e.touch_state = 0xFFFFFFFF;  // no state yet
     return e;
 }
 
@@ -245,14 +221,17 @@ void FpsTouchHandler::ReadTouchEvent() {
         (void)n;
     }
 
-    const uint32_t count = std::min<uint32_t>(Load<uint32_t>(buf), kMaxEventsPerRead);
+    uint32_t announced;
+    memcpy(&announced, buf, sizeof(announced));
+    const uint32_t count = std::min<uint32_t>(announced, kMaxEventsPerRead);
+    const TouchScaling scaling(touch_resolution_scaling_factor_);
     for (uint32_t i = 0; i < count; ++i) {
         const uint8_t* raw = buf + kReadHeaderSize + i * kRawEventSize;
-        if ((raw[kRawValid] & 1) == 0) {
+        if ((raw[kRawTouchValidOffset] & 1) == 0) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid event", "ReadTouchEvent");
             continue;
         }
-        ConvertRawEvent(raw);
+        ConvertRawTouchRecord(raw, scaling, &last_event_);
         if (!touch_event_callback_) {
             __android_log_print(ANDROID_LOG_FATAL, kTag, "%s: no touch event callback",
                                 "ReadTouchEvent");
@@ -260,35 +239,6 @@ void FpsTouchHandler::ReadTouchEvent() {
         }
         touch_event_callback_(last_event_);
     }
-}
-
-void FpsTouchHandler::ConvertRawEvent(const uint8_t* raw) {
-    TouchEvent& e = last_event_;
-    memset(&e, 0, sizeof(e));
-    e.timestamp = Load<uint64_t>(raw + kRawTimestamp);
-    e.touch_id = Load<uint32_t>(raw + kRawTouchId);
-    const float divisor = e.touch_id == kUnscaledTouchId
-                              ? 1.0f
-                              : static_cast<float>(touch_resolution_scaling_factor_);
-    float* const coords[5] = {e.coords_0, e.coords_1, e.coords_2, e.coords_3, e.coords_4};
-    for (size_t group = 0; group < 5; ++group) {
-        for (size_t k = 0; k < 4; ++k) {
-            uint16_t v = Load<uint16_t>(raw + kRawCoords + (group * 4 + k) * sizeof(uint16_t));
-            coords[group][k] = static_cast<float>(v) / divisor;
-        }
-    }
-    e.point_x = static_cast<float>(Load<int32_t>(raw + kRawPointX)) / divisor;
-    e.point_y = static_cast<float>(Load<int32_t>(raw + kRawPointY)) / divisor;
-    // The driver reports the angle in units of 1/4096 of a quarter turn.
-    const float quarter_turns =
-        static_cast<float>(Load<int32_t>(raw + kRawOrientation)) * 0.000244140625f;
-    e.orientation = static_cast<float>(static_cast<double>(quarter_turns) * kPi * 0.5);
-    const uint32_t state = Load<uint32_t>(raw + kRawTouchState);
-    e.touch_state = state < kTouchStateCount ? state : kInvalidTouchState;
-    e.touch_value = Load<uint32_t>(raw + kRawTouchValue);
-    memcpy(e.extra, raw + kRawExtra, sizeof(e.extra));
-    e.flag_a = raw[kRawFlagA];
-    e.flag_b = raw[kRawFlagB];
 }
 
 }  // namespace fp_utils

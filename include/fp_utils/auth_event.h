@@ -38,6 +38,10 @@ class FP_UTILS_EXPORT AuthEvent {
     int32_t fid = 0;
     int32_t latency = 0;
     int32_t iq = 0;
+
+  protected:
+    // Writes the backup string's fields at `out`, returning the end (no terminating NUL).
+    char* AppendBackupFields(char* out) const;
 };
 
 // The G7 sensor generation's record: the matcher's and image pipeline's figures on top.
@@ -65,6 +69,10 @@ class FP_UTILS_EXPORT AuthEventG7 : public AuthEvent {
     int32_t match_score = 0;
     int32_t stitch_img_num_[5] = {};
     int32_t stitch_img_area_[5] = {};
+
+  private:
+    // The fields after the base part, formatted by printf.
+    std::string PrintedG7Fields() const;
 };
 
 }  // namespace fp_utils

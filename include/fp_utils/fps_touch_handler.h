@@ -107,7 +107,6 @@ class FP_UTILS_EXPORT FpsTouchHandler {
     bool OpenTouchDevice();
     // Worker side: one read of the device, then conversion and callbacks without the lock.
     void ReadTouchEvent();
-    void ConvertRawEvent(const uint8_t* raw);
 
     sp<TouchPollingWorkerThread> touch_polling_worker_thread_;
     std::timed_mutex mutex_;

@@ -8,6 +8,8 @@
 // "persist.vendor.udfps.geometry.rect.y_axis_scan_points", read on every call.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "fp_utils/export.h"
@@ -31,6 +33,20 @@ class FP_UTILS_EXPORT IShape {
     virtual ~IShape() = default;
     virtual std::string Print() const = 0;
     virtual bool Contains(const Point& p) const = 0;
+    // Tests the ny x nx grid points (xs[col], ys[row]) at once, row by row: inside[row * nx +
+    // col] is 1 where Contains would answer true and 0 elsewhere, bit for bit the same
+    // answers. The library's shapes test many points in one pass; the default asks Contains
+    // about each point, so a shape of the HAL's own needs only Contains. (Defined here, so
+    // that the interface keeps no out-of-line virtual function and callers built with RTTI
+    // can derive from it.)
+    virtual void ContainsGrid(const float* xs, size_t nx, const float* ys, size_t ny,
+                              uint8_t* inside) const {
+        for (size_t row = 0; row < ny; ++row) {
+            for (size_t col = 0; col < nx; ++col) {
+                *inside++ = Contains(Point(xs[col], ys[row])) ? 1 : 0;
+            }
+        }
+    }
 };
 
 class FP_UTILS_EXPORT Circle : public IShape {
@@ -39,6 +55,8 @@ class FP_UTILS_EXPORT Circle : public IShape {
     Circle(float x, float y, float r) : center(x, y), r(r) {}
     std::string Print() const override;
     bool Contains(const Point& p) const override;
+    void ContainsGrid(const float* xs, size_t nx, const float* ys, size_t ny,
+                      uint8_t* inside) const override;
 
     // Share of this circle's area inside `other`, in percent, in closed form.
     float CoverageCoveredBy(const Circle& other) const;
@@ -60,6 +78,8 @@ class FP_UTILS_EXPORT Ellipse : public IShape {
     }
     std::string Print() const override;
     bool Contains(const Point& p) const override;
+    void ContainsGrid(const float* xs, size_t nx, const float* ys, size_t ny,
+                      uint8_t* inside) const override;
 
     Point center;
     float major = 0;
@@ -81,6 +101,8 @@ class FP_UTILS_EXPORT Ellipse : public IShape {
         double b2;
     };
     static Terms MakeTerms(float major, float minor, float orientation);
+    // terms_ while they still fit the fields, else fresh ones worked out into `scratch`.
+    const Terms& CurrentTerms(Terms* scratch) const;
 
     Terms terms_;
 };
@@ -93,6 +115,8 @@ class FP_UTILS_EXPORT Rect : public IShape {
         : left_top(left, top), right_bottom(right, bottom) {}
     std::string Print() const override;
     bool Contains(const Point& p) const override;
+    void ContainsGrid(const float* xs, size_t nx, const float* ys, size_t ny,
+                      uint8_t* inside) const override;
 
     // Share of this rectangle covered by `other`, in percent, by sampling.
     float CoverageCoveredBy(const IShape& other) const;

@@ -10,6 +10,7 @@
 #include <cfloat>
 #include <cmath>
 #include <functional>
+#include <memory>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -247,6 +248,80 @@ TEST(GeometryDifferential, SamplingMatchesThePlainVersions) {
             testing::ReferenceNumOfPointsIn(rect, rect, *s2, plain[0], plain[1], plain[2]);
             ASSERT_EQ(Count(rect, rect, *s2), plain) << rect.Print() << " " << s2->Print();
         }
+    }
+}
+
+// Where a row crosses the boundary of an ellipse with semi-axes a (along the major axis) and
+// b, worked out in double: the x offsets from the centre for the row's y offset.
+std::vector<double> BoundaryOffsets(double a, double b, double angle, double dy) {
+    const double sn = std::sin(angle), cs = std::cos(angle);
+    const double qa = sn * sn / (a * a) + cs * cs / (b * b);
+    const double qb = 2 * dy * (-sn * cs / (a * a) + cs * sn / (b * b));
+    const double qc = dy * dy * (cs * cs / (a * a) + sn * sn / (b * b)) - 1;
+    const double disc = qb * qb - 4 * qa * qc;
+    if (!(disc >= 0) || !(qa > 0)) return {};
+    return {(-qb - std::sqrt(disc)) / (2 * qa), (-qb + std::sqrt(disc)) / (2 * qa)};
+}
+
+// Each shape's many-point test against its one-point test on grids whose points lie within a
+// few rounding steps of the boundary, exactly on it (integral radii and semi-axes at integral
+// points), far away and at NaN, and for odd shapes: zero, negative, signed-zero, infinite and
+// NaN sizes, and huge axes.
+TEST(GeometryDifferential, GridTestsMatchContainsPointForPoint) {
+    std::mt19937 rng(7);
+    auto u = [&](float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(rng); };
+    const float odd_sizes[] = {0, -0.0f, -3, 1e-30f, 1e20f, INFINITY, kNaN, 1e-45f};
+    for (int i = 0; i < 600; ++i) {
+        const float x = std::round(u(-20, 20)), y = std::round(u(-20, 20));
+        const bool odd = i % 8 == 0;
+        const float a = odd ? odd_sizes[rng() % 8] : (i % 2 ? std::round(u(1, 30)) : u(1, 30));
+        const float b = odd && i % 16 == 0 ? odd_sizes[rng() % 8] : std::round(u(1, 30));
+        const float angle = i % 3 == 0 ? 0.0f : (i % 7 == 0 ? kNaN : u(-7, 7));
+        const Circle circle(x, y, a);
+        const Ellipse ellipse(x, y, 2 * a, 2 * b, angle);
+        const Rect rect(x, y, x + a, y + b);
+        std::vector<float> xs = {1e30f, kNaN}, ys = {kNaN};
+        for (int k = -31; k <= 31; k += 1 + static_cast<int>(rng() % 4)) {
+            const float dy = k % 3 ? static_cast<float>(k) : u(-31, 31);
+            ys.push_back(y + dy);
+            xs.push_back(x + static_cast<float>(k));
+            if (ys.size() % 4) continue;  // boundary crossings of some rows
+            for (const auto& [sa, sb, sangle] :
+                 {std::make_tuple(a, a, 0.0f), std::make_tuple(a, b, angle)}) {
+                for (double dx : BoundaryOffsets(sa, sb, sangle, dy)) {
+                    for (double rel : {-3e-7, -1e-7, 0.0, 1e-7, 3e-7}) {
+                        xs.push_back(x + static_cast<float>(dx * (1 + rel)));
+                    }
+                }
+            }
+        }
+        for (const IShape* shape : std::vector<const IShape*>{&circle, &ellipse, &rect}) {
+            std::vector<uint8_t> inside(xs.size() * ys.size(), 9);
+            shape->ContainsGrid(xs.data(), xs.size(), ys.data(), ys.size(), inside.data());
+            for (size_t row = 0; row < ys.size(); ++row) {
+                for (size_t col = 0; col < xs.size(); ++col) {
+                    const Point p(xs[col], ys[row]);
+                    ASSERT_EQ(shape->Contains(p) ? 1 : 0, inside[row * xs.size() + col])
+                        << shape->Print() << " at " << p.Print();
+                }
+            }
+        }
+    }
+}
+
+// A sensor circle over its bounding square, as the HAL asks, against the plain walk.
+TEST(GeometryDifferential, CircleCoverageMatchesThePlainWalk) {
+    std::mt19937 rng(8);
+    auto u = [&](float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(rng); };
+    for (int i = 0; i < 300; ++i) {
+        const Circle sensor(std::round(u(0, 100)), std::round(u(0, 100)), std::round(u(0, 60)));
+        const Ellipse touch(sensor.center.x + u(-30, 30), sensor.center.y + u(-30, 30), u(1, 120),
+                            u(1, 90), u(-3, 3));
+        const Rect square(sensor.center.x - sensor.r, sensor.center.y - sensor.r,
+                          sensor.center.x + sensor.r, sensor.center.y + sensor.r);
+        Counts plain(3);
+        testing::ReferenceNumOfPointsIn(square, sensor, touch, plain[0], plain[1], plain[2]);
+        ASSERT_EQ(Count(square, sensor, touch), plain) << sensor.Print() << " " << touch.Print();
     }
 }
 
