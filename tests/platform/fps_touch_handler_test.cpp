@@ -52,7 +52,7 @@ class FpsTouchHandlerTest : public testing::FpUtilsTest {
         handler_->SetTouchEventCallback([this](const TouchEvent& e) { OnEvent(e); });
     }
     void TearDown() override {
-        handler_->Stop();
+        StopWithinTheBound();
         host::ClearTouchIoctls();
         host::ClearTouchIoctlFailures();
     }
