@@ -1,5 +1,6 @@
 // fputil devinfo, run as a user runs it.
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include "tests/support/fixture.h"
 #include "tests/tools/run_tool.h"
@@ -24,6 +25,12 @@ TEST_F(DevinfoTest, PrintsAPulledTreeMarksUnreadableItemsAndRejectsBadArguments)
                            "minor     0x00000000          0  (unreadable)\n"
                            "variant   0x00000104        260\n");
     EXPECT_NE(run.err.find("fputil devinfo: 1 of 6 items unreadable (shown as 0)\n"), run.err.npos);
+    // A FIFO no one writes to: read without waiting for a writer, and marked.
+    ASSERT_EQ(mkfifo(root_.Path(dir + items[5]).c_str(), 0600), 0);
+    run = testing::RunTool("timeout", {"10", FPUTIL_PATH, "devinfo", "--root", root_.dir()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.out.find("minor     0x00000000          0  (unreadable)\n"), run.out.npos);
+    root_.Remove(dir + items[5]);
     root_.WriteFile(dir + items[5], "");  // readable, so a real 0
     EXPECT_EQ(testing::RunTool(FPUTIL_PATH, {"devinfo", "--root", root_.dir()}).status, 0);
 

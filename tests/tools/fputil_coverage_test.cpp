@@ -31,6 +31,14 @@ TEST(FputilCoverage, FiguresFindingsAndBadArguments) {
          "in sensor:  0\nin touch:   0\nin both:    0\n"
          "covered:    nan (no grid point lies in the sensor)\n",
          "Invalid scan points(11, 0)"},
+        {"--sensor circle:0,0,0 --touch circle:0,0,1", 1,
+         "covered:    nan (no share can be given for these circles)\n", ""},
+        // Grids above 4096 x 4096 points are refused before any point is sampled.
+        {"--sensor circle:0,0,3e38 --touch circle:0,0,1 --sample", 2, "", "a grid of 4294967295"},
+        {SHAPES "--sample --prop x_axis_scan_points=4194305 --prop y_axis_scan_points=4", 2, "",
+         "4194305 x 4 points is above the 16777216"},
+        {SHAPES "--sample --prop x_axis_scan_points=4194304 --prop y_axis_scan_points=4", 0,
+         "grid:       4194304 x 4", ""},
         {"--touch circle:5,5,5", 2, "", "--sensor is missing"},
         {"--sensor circle:5,5,5 --touch", 2, "", "--touch needs a value"},
         {SHAPES "extra", 2, "", "unknown argument 'extra'"},
