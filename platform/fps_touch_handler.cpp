@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -35,8 +34,6 @@ constexpr uint32_t kUnscaledTouchId = 0xFFFFFFFF;
 constexpr uint32_t kInvalidTouchState = 0xFFFFFFFF;
 constexpr uint32_t kTouchStateCount = 3;
 constexpr double kPi = 3.14159265358979323846;
-// How often a worker waiting for the lock looks whether a Stop is waiting for it instead.
-constexpr std::chrono::milliseconds kWorkerLockRetry(2);
 
 // Argument of the area request, as the driver reads it.
 struct FthAreaCommand {
@@ -104,7 +101,7 @@ FpsTouchHandler::FpsTouchHandler() : last_event_(InitialTouchEvent()) {
 FpsTouchHandler::~FpsTouchHandler() = default;
 
 void FpsTouchHandler::SetTouchEventCallback(TouchEventCallback callback) {
-    std::lock_guard<std::timed_mutex> lock(mutex_);
+    std::lock_guard<Lock> lock(mutex_);
     touch_event_callback_ = std::move(callback);
 }
 
@@ -113,7 +110,7 @@ bool FpsTouchHandler::Configure(const TouchConfig& config) {
         LOGE("%s: FpsTouchHandler is not supported on this device", "Configure");
         return false;
     }
-    std::lock_guard<std::timed_mutex> lock(mutex_);
+    std::lock_guard<Lock> lock(mutex_);
     if (fd_ < 0 && !OpenTouchDevice()) {
         LOGE("%s: failed to open touch device", "Configure");
         return false;
@@ -160,7 +157,7 @@ bool FpsTouchHandler::OpenTouchDevice() {
 }
 
 bool FpsTouchHandler::Start() {
-    std::lock_guard<std::timed_mutex> lock(mutex_);
+    std::lock_guard<Lock> lock(mutex_);
     LOGD("%s", "Start");
     if (!configured_) {
         LOGE("%s: configuration has not been completed", "Start");
@@ -174,26 +171,28 @@ bool FpsTouchHandler::Start() {
 }
 
 bool FpsTouchHandler::Stop() {
-    std::lock_guard<std::timed_mutex> lock(mutex_);
+    std::lock_guard<Lock> lock(mutex_);
     LOGD("%s", "Stop");
     if (started_) {
         // The lock stays held while the worker ends; the worker gives up any wait for it.
-        stopping_ = true;
+        mutex_.SetStopping(true);
         touch_polling_worker_thread_->Stop();
-        stopping_ = false;
+        mutex_.SetStopping(false);
         started_ = false;
     }
     return true;
 }
 
 bool FpsTouchHandler::EnableLptwEventReport(bool enable) {
-    std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
+    std::unique_lock<Lock> lock(mutex_, std::defer_lock);
     if (TouchPollingWorkerThread::IsCurrentThread()) {
         // Called from the touch callback: a Stop that waits for this very thread holds the lock.
-        if (!LockForWorker(lock)) {
+        if (!mutex_.LockUnlessStopping()) {
             LOGE("%s: touch handler is stopping", "EnableLptwEventReport");
             return false;
         }
+        std::unique_lock<Lock> taken(mutex_, std::adopt_lock);
+        lock.swap(taken);
     } else {
         lock.lock();
     }
@@ -215,11 +214,34 @@ void FpsTouchHandler::ResetLastTouchEvent() {
     last_event_ = InitialTouchEvent();
 }
 
-bool FpsTouchHandler::LockForWorker(std::unique_lock<std::timed_mutex>& lock) {
-    while (!lock.try_lock_for(kWorkerLockRetry)) {
-        if (stopping_) return false;
+void FpsTouchHandler::Lock::lock() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return !held_; });
+    held_ = true;
+}
+
+void FpsTouchHandler::Lock::unlock() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        held_ = false;
     }
+    changed_.notify_all();
+}
+
+bool FpsTouchHandler::Lock::LockUnlessStopping() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return !held_ || stopping_; });
+    if (held_) return false;
+    held_ = true;
     return true;
+}
+
+void FpsTouchHandler::Lock::SetStopping(bool stopping) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = stopping;
+    }
+    changed_.notify_all();
 }
 
 void FpsTouchHandler::ReadTouchEvent() {
@@ -231,8 +253,8 @@ void FpsTouchHandler::ReadTouchEvent() {
     uint8_t buf[kReadBufferSize];
     memset(buf, 0, sizeof(buf));
     {
-        std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
-        if (!LockForWorker(lock)) return;
+        if (!mutex_.LockUnlessStopping()) return;
+        std::lock_guard<Lock> lock(mutex_, std::adopt_lock);
         if (fd_ < 0) {
             LOGE("%s: invalid fd", "ReadTouchEvent");
             return;

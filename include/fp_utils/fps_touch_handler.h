@@ -18,6 +18,7 @@
 #include <utils/StrongPointer.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -107,20 +108,34 @@ class FP_UTILS_EXPORT FpsTouchHandler {
     bool OpenTouchDevice();
     // Worker side: one read of the device, then conversion and callbacks without the lock.
     void ReadTouchEvent();
-    // Worker side: takes the lock unless a Stop is waiting for the worker, which holds it.
-    bool LockForWorker(std::unique_lock<std::timed_mutex>& lock);
     void ConvertRawEvent(const uint8_t* raw);
 
+    // The handler's lock. A Stop holds it while it waits for the worker to end, so the worker
+    // must be able to give up waiting for it: LockUnlessStopping returns false, without the
+    // lock, once the holder has called SetStopping(true). Built on a plain mutex and a
+    // condition variable, so that the worker waits without polling.
+    class Lock {
+      public:
+        void lock();
+        void unlock();
+        bool LockUnlessStopping();
+        void SetStopping(bool stopping);
+
+      private:
+        std::mutex mutex_;
+        std::condition_variable changed_;
+        bool held_ = false;
+        bool stopping_ = false;
+    };
+
     sp<TouchPollingWorkerThread> touch_polling_worker_thread_;
-    std::timed_mutex mutex_;
+    Lock mutex_;
     std::atomic<bool> configured_{false};
     bool started_ = false;
     TouchEventCallback touch_event_callback_;
     int fd_ = -1;
     uint32_t touch_resolution_scaling_factor_ = 1;
     TouchEvent last_event_;
-    // Set while Stop holds the lock and waits for the worker.
-    std::atomic<bool> stopping_{false};
 };
 
 }  // namespace fp_utils
