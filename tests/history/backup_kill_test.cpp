@@ -24,7 +24,7 @@ namespace fp_utils {
 namespace {
 
 constexpr char kPath[] = "/data/vendor/fingerprint/AuthStats.kill";
-constexpr uint32_t kCapacity = 1000;
+constexpr uint32_t kCapacity = 400;
 constexpr int kKills = 200;
 constexpr time_t kFirstTime = 0x60000000;
 constexpr uint64_t kMostSavesPerChild = 100000;  // a child that is never killed ends anyway
@@ -72,7 +72,7 @@ TEST_F(BackupKillTest, KillDuringSavesLosesNothingOlderThanTheSaveInProgress) {
     auto* saved = new (shared) std::atomic<uint64_t>(0);
     const unsigned seed = std::random_device{}();
     std::mt19937 random(seed);
-    // Most of a child's time goes to saves of about 50 KB each; kills land anywhere in them.
+    // Most of a child's time goes to saves of about 18 KB each; kills land anywhere in them.
     std::uniform_int_distribution<int> delay_us(0, 4000);
     const std::string new_file = BackupWriter::NewFilePath(root_.Path(kPath));
 
