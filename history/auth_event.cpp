@@ -13,6 +13,8 @@ namespace android {
 namespace fp_utils {
 namespace {
 
+constexpr char kBaseTag[] = "AuthEvent";
+constexpr char kG7Tag[] = "AuthEventG7";
 constexpr char kBaseLoadSignature[] =
     "virtual bool android::fp_utils::AuthEvent::LoadFromBackupString(std::string &)";
 constexpr char kG7LoadSignature[] =
@@ -80,7 +82,7 @@ bool AuthEvent::LoadFromBackupString(std::string& text) {
                        &scanned_successful, reinterpret_cast<unsigned*>(&fid),
                        reinterpret_cast<unsigned*>(&latency), reinterpret_cast<unsigned*>(&iq));
     if (items < 6) {
-        __android_log_print(ANDROID_LOG_ERROR, "AuthEvent",
+        __android_log_print(ANDROID_LOG_ERROR, kBaseTag,
                             "[%s] failed to parse str:'%s' with error %d", kBaseLoadSignature,
                             text.c_str(), -errno);
         return false;
@@ -167,7 +169,7 @@ std::string AuthEventG7::ToBackupString() const {
 
 bool AuthEventG7::LoadFromBackupString(std::string& text) {
     if (!AuthEvent::LoadFromBackupString(text)) {
-        __android_log_print(ANDROID_LOG_ERROR, "AuthEventG7", "[%s] AuthEvent failed to load '%s'",
+        __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] AuthEvent failed to load '%s'",
                             kG7LoadSignature, text.c_str());
         return false;
     }
@@ -182,9 +184,8 @@ bool AuthEventG7::LoadFromBackupString(std::string& text) {
         u(stitch_img_area_[0]), u(stitch_img_area_[1]), u(stitch_img_area_[2]),
         u(stitch_img_area_[3]), u(stitch_img_area_[4]));
     if (items == 21) return true;
-    __android_log_print(ANDROID_LOG_ERROR, "AuthEventG7",
-                        "[%s] failed to parse str:'%s' with error %d", kG7LoadSignature,
-                        text.c_str(), -errno);
+    __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] failed to parse str:'%s' with error %d",
+                        kG7LoadSignature, text.c_str(), -errno);
     return false;
 }
 

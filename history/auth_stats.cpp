@@ -12,6 +12,7 @@ namespace android {
 namespace fp_utils {
 namespace {
 
+constexpr char kG7Tag[] = "AuthStatsG7";
 constexpr uint32_t kNoLimit = 0xFFFFFFFFu;
 // A run of this many rejections in a row starts saving every further rejection.
 constexpr int kRejectionsBeforeSave = 5;
@@ -135,7 +136,7 @@ void AuthStatsG7::AddAttempt(std::shared_ptr<AuthEvent> event) {
         return;
     }
     __android_log_print(
-        ANDROID_LOG_ERROR, "AuthStatsG7", "[%s][%s] AuthEvent is not allowed!", name_.c_str(),
+        ANDROID_LOG_ERROR, kG7Tag, "[%s][%s] AuthEvent is not allowed!", name_.c_str(),
         "virtual void android::fp_utils::AuthStatsG7::AddAttempt(std::shared_ptr<AuthEvent>)");
 }
 

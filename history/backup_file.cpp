@@ -8,8 +8,8 @@
 #include <cinttypes>
 #include <cstdlib>
 
-#include "common/device_path.h"
 #include "fp_utils/crc32.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {

@@ -13,6 +13,8 @@ namespace android {
 namespace fp_utils {
 namespace {
 
+constexpr char kBaseTag[] = "EnrollEvent";
+constexpr char kG7Tag[] = "EnrollEventG7";
 constexpr char kBaseLoadSignature[] =
     "virtual bool android::fp_utils::EnrollEvent::LoadFromBackupString(std::string &)";
 constexpr char kG7LoadSignature[] =
@@ -68,7 +70,7 @@ bool EnrollEvent::LoadFromBackupString(std::string& text) {
                        &scanned_op, &scanned_successful, AsUnsigned(gid), AsUnsigned(fid),
                        AsUnsigned(capture_count), &iq_avg, AsUnsigned(enrolled_fingers_count));
     if (items < 8) {
-        __android_log_print(ANDROID_LOG_ERROR, "EnrollEvent",
+        __android_log_print(ANDROID_LOG_ERROR, kBaseTag,
                             "[%s] failed to parse str:'%s' with error %d", kBaseLoadSignature,
                             text.c_str(), -errno);
         return false;
@@ -124,8 +126,8 @@ std::string EnrollEventG7::ToBackupString() const {
 
 bool EnrollEventG7::LoadFromBackupString(std::string& text) {
     if (!EnrollEvent::LoadFromBackupString(text)) {
-        __android_log_print(ANDROID_LOG_ERROR, "EnrollEventG7",
-                            "[%s] EnrollEvent failed to load '%s'", kG7LoadSignature, text.c_str());
+        __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] EnrollEvent failed to load '%s'",
+                            kG7LoadSignature, text.c_str());
         return false;
     }
     int items =
@@ -136,9 +138,8 @@ bool EnrollEventG7::LoadFromBackupString(std::string& text) {
                AsUnsigned(stitch_img_area_[1]), AsUnsigned(stitch_img_area_[2]),
                AsUnsigned(stitch_img_area_[3]), AsUnsigned(stitch_img_area_[4]));
     if (items == 12) return true;
-    __android_log_print(ANDROID_LOG_ERROR, "EnrollEventG7",
-                        "[%s] failed to parse str:'%s' with error %d", kG7LoadSignature,
-                        text.c_str(), -errno);
+    __android_log_print(ANDROID_LOG_ERROR, kG7Tag, "[%s] failed to parse str:'%s' with error %d",
+                        kG7LoadSignature, text.c_str(), -errno);
     return false;
 }
 

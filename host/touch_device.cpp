@@ -1,5 +1,6 @@
 #include "host/touch_device.h"
 
+#include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -12,8 +13,8 @@
 #include <mutex>
 #include <thread>
 
-#include "common/device_path.h"
 #include "host/touch_device_internal.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {
@@ -25,10 +26,9 @@ constexpr unsigned long kLptwDisable = 103;
 constexpr unsigned long kSetArea = 115;
 
 struct Device {
-    std::string host_path;  // where the node was made
     dev_t dev;
     ino_t ino;
-    int write_fd;  // kept open, so the node always has a reader and a writer
+    android::base::unique_fd write_fd;  // kept open, so the node always has a reader and a writer
 };
 
 struct State {
@@ -60,7 +60,7 @@ bool FindWriteFd(const std::string& device_path, int* fd) {
     std::lock_guard<std::mutex> lock(s.mutex);
     auto it = s.devices.find(device_path);
     if (it == s.devices.end()) return false;
-    *fd = it->second.write_fd;
+    *fd = it->second.write_fd.get();
     return true;
 }
 
@@ -112,29 +112,14 @@ std::string EncodeTouchBatch(const std::vector<RawTouchRecord>& slots) {
 bool CreateTouchDevice(const std::string& device_path) {
     const std::string path = DevicePath(device_path);
     if (mkfifo(path.c_str(), 0660) != 0 && errno != EEXIST) return false;
-    int fd = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return false;
+    android::base::unique_fd fd(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    if (fd.get() < 0) return false;
     struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISFIFO(st.st_mode)) {
-        close(fd);
-        return false;
-    }
+    if (fstat(fd.get(), &st) != 0 || !S_ISFIFO(st.st_mode)) return false;
     State& s = GetState();
     std::lock_guard<std::mutex> lock(s.mutex);
-    auto it = s.devices.find(device_path);
-    if (it != s.devices.end()) close(it->second.write_fd);
-    s.devices[device_path] = Device{path, st.st_dev, st.st_ino, fd};
+    s.devices[device_path] = Device{st.st_dev, st.st_ino, std::move(fd)};
     return true;
-}
-
-void RemoveTouchDevice(const std::string& device_path) {
-    State& s = GetState();
-    std::lock_guard<std::mutex> lock(s.mutex);
-    auto it = s.devices.find(device_path);
-    if (it == s.devices.end()) return;
-    close(it->second.write_fd);
-    unlink(it->second.host_path.c_str());
-    s.devices.erase(it);
 }
 
 bool WriteTouchBatch(const std::string& batch, std::chrono::milliseconds timeout,

@@ -59,9 +59,6 @@ std::string EncodeTouchBatch(const std::vector<RawTouchRecord>& slots);
 // functions find the device by its device path, whatever the root is by then; making it again
 // replaces it.
 bool CreateTouchDevice(const std::string& device_path = kDefaultTouchDevicePath);
-// Removes the node and forgets the device; descriptors still open on it then see the C
-// library's ioctl.
-void RemoveTouchDevice(const std::string& device_path = kDefaultTouchDevicePath);
 
 // Waits until everything written before has been read (at most `timeout`), then writes
 // `batch` in one piece. False on a time-out, an unknown device or a batch larger than one

@@ -12,16 +12,14 @@
 #include <cstring>
 #include <string>
 
-#include "common/device_path.h"
 #include "platform/touch_polling_worker_thread.h"
-
-#define LOG_TAG "FpsTouchHandler"
-#define LOGD(...) __android_log_print(ANDROID_LOG_DEBUG, LOG_TAG, __VA_ARGS__)
-#define LOGE(...) __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, __VA_ARGS__)
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {
 namespace {
+
+constexpr char kTag[] = "FpsTouchHandler";
 
 constexpr char kSupportedProperty[] = "persist.vendor.udfps.fps_touch_handler_supported";
 constexpr char kDevicePathProperty[] = "persist.vendor.udfps.fth.touch_dev_path";
@@ -107,18 +105,20 @@ void FpsTouchHandler::SetTouchEventCallback(TouchEventCallback callback) {
 
 bool FpsTouchHandler::Configure(const TouchConfig& config) {
     if (!IsFpsTouchHandlerSupported()) {
-        LOGE("%s: FpsTouchHandler is not supported on this device", "Configure");
+        __android_log_print(ANDROID_LOG_ERROR, kTag,
+                            "%s: FpsTouchHandler is not supported on this device", "Configure");
         return false;
     }
     std::lock_guard<Lock> lock(mutex_);
     if (fd_ < 0 && !OpenTouchDevice()) {
-        LOGE("%s: failed to open touch device", "Configure");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: failed to open touch device", "Configure");
         return false;
     }
     if (touch_polling_worker_thread_ == nullptr) {
         touch_polling_worker_thread_ = new TouchPollingWorkerThread(this);
         if (!touch_polling_worker_thread_->Init()) {
-            LOGE("%s: failed to init touch_polling_worker_thread_", "Configure");
+            __android_log_print(ANDROID_LOG_ERROR, kTag,
+                                "%s: failed to init touch_polling_worker_thread_", "Configure");
             touch_polling_worker_thread_.clear();
             return false;
         }
@@ -133,12 +133,16 @@ bool FpsTouchHandler::Configure(const TouchConfig& config) {
     command.top = Scale(config.top, factor);
     command.right = Scale(config.right, factor);
     command.bottom = Scale(config.bottom, factor);
-    LOGD("%s: left:%d, right:%d, top:%d, bottom:%d", "Configure", command.left, command.right,
-         command.top, command.bottom);
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: left:%d, right:%d, top:%d, bottom:%d",
+                        "Configure", command.left, command.right, command.top, command.bottom);
 
+    // The touch driver answers this request; on a host, the touch device stand-in's ioctl
+    // interposer (host/touch_device.h) answers it for descriptors open on its device node
+    // and hands every other descriptor to the C library.
     int ret = ioctl(fd_, kIoctlSetArea, &command);
     if (ret != 0) {
-        LOGE("%s: fth ioctl %d error %d", "Configure", static_cast<int>(kIoctlSetArea), ret);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: fth ioctl %d error %d", "Configure",
+                            static_cast<int>(kIoctlSetArea), ret);
         return false;
     }
     configured_ = true;
@@ -147,10 +151,12 @@ bool FpsTouchHandler::Configure(const TouchConfig& config) {
 
 bool FpsTouchHandler::OpenTouchDevice() {
     std::string path = android::base::GetProperty(kDevicePathProperty, kDefaultDevicePath);
-    LOGD("%s: opening device: %s", "OpenTouchDevice", path.c_str());
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: opening device: %s", "OpenTouchDevice",
+                        path.c_str());
     fd_ = open(DevicePath(path).c_str(), O_RDWR);
     if (fd_ < 0) {
-        LOGE("%s: could not open %s, %s\n", "OpenTouchDevice", path.c_str(), strerror(errno));
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: could not open %s, %s\n",
+                            "OpenTouchDevice", path.c_str(), strerror(errno));
         return false;
     }
     return true;
@@ -158,9 +164,10 @@ bool FpsTouchHandler::OpenTouchDevice() {
 
 bool FpsTouchHandler::Start() {
     std::lock_guard<Lock> lock(mutex_);
-    LOGD("%s", "Start");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s", "Start");
     if (!configured_) {
-        LOGE("%s: configuration has not been completed", "Start");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: configuration has not been completed",
+                            "Start");
         return false;
     }
     if (!started_) {
@@ -172,7 +179,7 @@ bool FpsTouchHandler::Start() {
 
 bool FpsTouchHandler::Stop() {
     std::lock_guard<Lock> lock(mutex_);
-    LOGD("%s", "Stop");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s", "Stop");
     if (started_) {
         // The lock stays held while the worker ends; the worker gives up any wait for it.
         mutex_.SetStopping(true);
@@ -188,7 +195,8 @@ bool FpsTouchHandler::EnableLptwEventReport(bool enable) {
     if (TouchPollingWorkerThread::IsCurrentThread()) {
         // Called from the touch callback: a Stop that waits for this very thread holds the lock.
         if (!mutex_.LockUnlessStopping()) {
-            LOGE("%s: touch handler is stopping", "EnableLptwEventReport");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: touch handler is stopping",
+                                "EnableLptwEventReport");
             return false;
         }
         std::unique_lock<Lock> taken(mutex_, std::adopt_lock);
@@ -196,15 +204,18 @@ bool FpsTouchHandler::EnableLptwEventReport(bool enable) {
     } else {
         lock.lock();
     }
-    LOGD("%s:%d", "EnableLptwEventReport", enable ? 1 : 0);
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s:%d", "EnableLptwEventReport", enable ? 1 : 0);
     if (!configured_) {
-        LOGE("%s: configuration has not been completed", "EnableLptwEventReport");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: configuration has not been completed",
+                            "EnableLptwEventReport");
         return false;
     }
     const unsigned long request = enable ? kIoctlLptwEnable : kIoctlLptwDisable;
+    // Answered by the touch driver; on a host by the touch device stand-in's interposer.
     int ret = ioctl(fd_, request, nullptr);
     if (ret != 0) {
-        LOGE("%s: fth ioctl %d error %d", "EnableLptwEventReport", static_cast<int>(request), ret);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: fth ioctl %d error %d",
+                            "EnableLptwEventReport", static_cast<int>(request), ret);
         return false;
     }
     return true;
@@ -247,7 +258,8 @@ void FpsTouchHandler::Lock::SetStopping(bool stopping) {
 void FpsTouchHandler::ReadTouchEvent() {
     // Tested before locking: a Stop may hold the lock while it waits for this thread.
     if (!configured_) {
-        LOGE("%s: configuration has not been completed", "ReadTouchEvent");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: configuration has not been completed",
+                            "ReadTouchEvent");
         return;
     }
     uint8_t buf[kReadBufferSize];
@@ -256,7 +268,7 @@ void FpsTouchHandler::ReadTouchEvent() {
         if (!mutex_.LockUnlessStopping()) return;
         std::lock_guard<Lock> lock(mutex_, std::adopt_lock);
         if (fd_ < 0) {
-            LOGE("%s: invalid fd", "ReadTouchEvent");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid fd", "ReadTouchEvent");
             return;
         }
         // A short or failed read leaves zeros, which read as an empty batch.
@@ -268,12 +280,12 @@ void FpsTouchHandler::ReadTouchEvent() {
     for (uint32_t i = 0; i < count; ++i) {
         const uint8_t* raw = buf + kReadHeaderSize + i * kRawEventSize;
         if ((raw[kRawValid] & 1) == 0) {
-            LOGE("%s: invalid event", "ReadTouchEvent");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid event", "ReadTouchEvent");
             continue;
         }
         ConvertRawEvent(raw);
         if (!touch_event_callback_) {
-            __android_log_print(ANDROID_LOG_FATAL, LOG_TAG, "%s: no touch event callback",
+            __android_log_print(ANDROID_LOG_FATAL, kTag, "%s: no touch event callback",
                                 "ReadTouchEvent");
             abort();
         }

@@ -10,14 +10,11 @@
 
 #include "fp_utils/fps_touch_handler.h"
 
-#define LOG_TAG "FpsTouchHandler"
-#define LOGD(...) __android_log_print(ANDROID_LOG_DEBUG, LOG_TAG, __VA_ARGS__)
-#define LOGI(...) __android_log_print(ANDROID_LOG_INFO, LOG_TAG, __VA_ARGS__)
-#define LOGE(...) __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, __VA_ARGS__)
-
 namespace android {
 namespace fp_utils {
 namespace {
+
+constexpr char kTag[] = "FpsTouchHandler";
 
 thread_local bool t_on_worker_thread = false;
 
@@ -31,14 +28,12 @@ TouchPollingWorkerThread::TouchPollingWorkerThread(FpsTouchHandler* handler)
     : Thread(true), handler_(handler) {}
 
 TouchPollingWorkerThread::~TouchPollingWorkerThread() {
-    LOGD("%s", "~TouchPollingWorkerThread");
-    if (cancel_read_fd_ >= 0) close(cancel_read_fd_);
-    if (cancel_write_fd_ >= 0) close(cancel_write_fd_);
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s", "~TouchPollingWorkerThread");
 }
 
 bool TouchPollingWorkerThread::Init() {
     if (!CreateCancelPipe()) {
-        LOGE("%s: failed to create stop pipe", "Init");
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: failed to create stop pipe", "Init");
         return false;
     }
     return true;
@@ -63,53 +58,57 @@ bool TouchPollingWorkerThread::Stop() {
 bool TouchPollingWorkerThread::CreateCancelPipe() {
     int fds[2];
     if (pipe(fds) != 0) {
-        LOGE("%s: could not create stop pipe: %s", "CreateCancelPipe", strerror(errno));
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: could not create stop pipe: %s",
+                            "CreateCancelPipe", strerror(errno));
         return false;
     }
-    cancel_read_fd_ = fds[0];
-    cancel_write_fd_ = fds[1];
-    if (fcntl(cancel_read_fd_, F_SETFL, O_NONBLOCK) != 0) {
-        LOGE("%s: could not make stop read pipe non-blocking: %s", "CreateCancelPipe",
-             strerror(errno));
+    cancel_read_fd_.reset(fds[0]);
+    cancel_write_fd_.reset(fds[1]);
+    if (fcntl(cancel_read_fd_.get(), F_SETFL, O_NONBLOCK) != 0) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag,
+                            "%s: could not make stop read pipe non-blocking: %s",
+                            "CreateCancelPipe", strerror(errno));
         return false;
     }
-    if (fcntl(cancel_write_fd_, F_SETFL, O_NONBLOCK) != 0) {
-        LOGE("%s: could not make stop write pipe non-blocking: %s", "CreateCancelPipe",
-             strerror(errno));
+    if (fcntl(cancel_write_fd_.get(), F_SETFL, O_NONBLOCK) != 0) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag,
+                            "%s: could not make stop write pipe non-blocking: %s",
+                            "CreateCancelPipe", strerror(errno));
         return false;
     }
     return true;
 }
 
 void TouchPollingWorkerThread::WriteCancelEvent() {
-    LOGI("%s: write cancel event", "WriteCancelEvent");
-    if (cancel_write_fd_ < 0) {
-        LOGE("%s: invalid fd\n", "WriteCancelEvent");
+    __android_log_print(ANDROID_LOG_INFO, kTag, "%s: write cancel event", "WriteCancelEvent");
+    if (cancel_write_fd_.get() < 0) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid fd\n", "WriteCancelEvent");
         return;
     }
-    if (write(cancel_write_fd_, "W", 1) != 1) {
-        LOGE("%s: failed to write cancel event(errno=%d)\n", "WriteCancelEvent", errno);
+    if (write(cancel_write_fd_.get(), "W", 1) != 1) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: failed to write cancel event(errno=%d)\n",
+                            "WriteCancelEvent", errno);
     }
 }
 
 void TouchPollingWorkerThread::ReadAndClearCancelEvent() {
-    if (cancel_read_fd_ < 0) {
-        LOGE("%s: invalid fd\n", "ReadAndClearCancelEvent");
+    if (cancel_read_fd_.get() < 0) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid fd\n", "ReadAndClearCancelEvent");
         return;
     }
     char buf[16];
-    while (read(cancel_read_fd_, buf, sizeof(buf)) == static_cast<ssize_t>(sizeof(buf))) {
+    while (read(cancel_read_fd_.get(), buf, sizeof(buf)) == static_cast<ssize_t>(sizeof(buf))) {
     }
 }
 
 bool TouchPollingWorkerThread::threadLoop() {
     t_on_worker_thread = true;
-    LOGD("%s starting", "threadLoop");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s starting", "threadLoop");
     while (handler_->configured_) {
         if (exitPending()) break;
         pollFds();
     }
-    LOGD("%s exiting", "threadLoop");
+    __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s exiting", "threadLoop");
     return true;
 }
 
@@ -117,18 +116,19 @@ void TouchPollingWorkerThread::pollFds() {
     // The device descriptor is set before this thread is first created and never changes.
     struct pollfd fds[2] = {
         {handler_->fd_, POLLIN, 0},
-        {cancel_read_fd_, POLLIN, 0},
+        {cancel_read_fd_.get(), POLLIN, 0},
     };
     int ret = poll(fds, 2, -1);
     if (ret < 0) {
-        LOGE("%s: poll failed (errno=%d)\n", "pollFds", errno);
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: poll failed (errno=%d)\n", "pollFds",
+                            errno);
         return;
     }
     if (ret == 0) {
-        LOGI("%s: timed out", "pollFds");
+        __android_log_print(ANDROID_LOG_INFO, kTag, "%s: timed out", "pollFds");
     }
     if (fds[1].revents & POLLIN) {
-        LOGI("%s: received cancel event", "pollFds");
+        __android_log_print(ANDROID_LOG_INFO, kTag, "%s: received cancel event", "pollFds");
         ReadAndClearCancelEvent();
     } else if (fds[0].revents & POLLIN) {
         handler_->ReadTouchEvent();

@@ -6,6 +6,7 @@
 // FpsTouchHandler::ReadTouchEvent.
 #pragma once
 
+#include <android-base/unique_fd.h>
 #include <utils/Thread.h>
 
 namespace android {
@@ -33,16 +34,16 @@ class TouchPollingWorkerThread : public Thread {
     // Whether the calling thread is a touch polling worker.
     static bool IsCurrentThread();
 
-    int cancel_read_fd() const { return cancel_read_fd_; }
-    int cancel_write_fd() const { return cancel_write_fd_; }
+    int cancel_read_fd() const { return cancel_read_fd_.get(); }
+    int cancel_write_fd() const { return cancel_write_fd_.get(); }
 
   private:
     bool threadLoop() override;
     void pollFds();
 
     FpsTouchHandler* handler_;
-    int cancel_read_fd_ = -1;
-    int cancel_write_fd_ = -1;
+    android::base::unique_fd cancel_read_fd_;
+    android::base::unique_fd cancel_write_fd_;
 };
 
 }  // namespace fp_utils

@@ -5,7 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "common/device_path.h"
+#include "root_mapping/device_path.h"
 
 namespace android {
 namespace fp_utils {

@@ -8,13 +8,11 @@
 #include <cstdio>
 #include <ctime>
 
-#define LOG_TAG "FpStateTracker"
-#define LOGD(...) __android_log_print(ANDROID_LOG_DEBUG, LOG_TAG, __VA_ARGS__)
-#define LOGE(...) __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, __VA_ARGS__)
-
 namespace android {
 namespace fp_utils {
 namespace {
+
+constexpr char kTag[] = "FpStateTracker";
 
 int64_t SteadyNowNs() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -38,7 +36,8 @@ void FpStateTracker::UpdateState(fp_state_t state) {
     {
         std::lock_guard<std::mutex> lock(mutex_);
         state_ = state;
-        LOGD("%s: state_:0x%x", "UpdateState", static_cast<unsigned>(state));
+        __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: state_:0x%x", "UpdateState",
+                            static_cast<unsigned>(state));
     }
     cond_.notify_all();
 
@@ -55,21 +54,25 @@ int FpStateTracker::WaitForState(fp_state_t state, unsigned int timeout_ms) {
     const int64_t start = android::elapsedRealtime();
     std::unique_lock<std::mutex> lock(mutex_);
     if (state_ == state) {
-        LOGD("%s: state is already 0x%x", "WaitForState", static_cast<unsigned>(state));
+        __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: state is already 0x%x", "WaitForState",
+                            static_cast<unsigned>(state));
         return 0;
     }
     for (;;) {
         const int64_t elapsed = android::elapsedRealtime() - start;
         if (static_cast<int64_t>(timeout_ms) <= elapsed) {
-            LOGE("%s: Timeout waiting for state change", "WaitForState");
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: Timeout waiting for state change",
+                                "WaitForState");
             return -ETIMEDOUT;
         }
         const int64_t remaining = static_cast<int64_t>(timeout_ms) - elapsed;
-        LOGD("%s: waiting for state: 0x%x", "WaitForState", static_cast<unsigned>(state));
+        __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: waiting for state: 0x%x", "WaitForState",
+                            static_cast<unsigned>(state));
         // The deadline is taken on the steady (monotonic) clock; a remaining time of at most
         // 2^32 ms cannot overflow it.
         cond_.wait_for(lock, std::chrono::milliseconds(remaining));
-        LOGD("%s: state is changed to 0x%x", "WaitForState", static_cast<unsigned>(state_));
+        __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s: state is changed to 0x%x", "WaitForState",
+                            static_cast<unsigned>(state_));
         if (state_ == state) return 0;
     }
 }

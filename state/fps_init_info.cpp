@@ -7,7 +7,7 @@
 #include <stdlib.h>
 #include <time.h>
 
-#include "common/device_path.h"
+#include "root_mapping/device_path.h"
 #include "text/text.h"
 
 namespace android {

@@ -17,8 +17,9 @@
 
 #include "host/touch_device.h"
 #include "platform/touch_polling_worker_thread.h"
-#include "tests/platform/touch_test_util.h"
 #include "tests/support/fixture.h"
+#include "tests/support/touch.h"
+#include "tests/support/wait.h"
 
 namespace android {
 namespace fp_utils {

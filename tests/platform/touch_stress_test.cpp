@@ -15,8 +15,8 @@
 
 #include "fp_utils/fps_touch_handler.h"
 #include "host/touch_device.h"
-#include "tests/platform/touch_test_util.h"
 #include "tests/support/fixture.h"
+#include "tests/support/wait.h"
 
 namespace android {
 namespace fp_utils {

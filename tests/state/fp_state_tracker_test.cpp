@@ -13,8 +13,9 @@
 #include <tuple>
 
 #include "fp_utils/fps_touch_handler.h"
-#include "tests/platform/touch_test_util.h"
 #include "tests/support/fixture.h"
+#include "tests/support/touch.h"
+#include "tests/support/wait.h"
 
 namespace android {
 namespace fp_utils {

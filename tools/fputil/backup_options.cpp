@@ -1,8 +1,11 @@
 #include "tools/fputil/backup_options.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "tools/fputil/commands.h"
 
 namespace fputil {
 
@@ -18,6 +21,19 @@ const char kBackupOptionsHelp[] =
     "  --class CLASS  record class of an authentication history: G7 or base\n"
     "                 (default: decided from the records)\n"
     "  --limit N      most records the HAL's container keeps (default: no limit)\n";
+
+int ParseBackupCommand(const char* command, int argc, char** argv, BackupArgs* args) {
+    const bool inspect = strcmp(command, "inspect") == 0;
+    std::string problem;
+    if (!ParseBackupArgs(argc, argv, inspect, args, &problem)) {
+        return UsageError(command, problem.c_str());
+    }
+    if (args->help) {
+        printf("usage: fputil %s\n%s", inspect ? kInspectUsage : kRepairUsage, kBackupOptionsHelp);
+        return kExitOk;
+    }
+    return kGoOn;
+}
 
 bool ParseBackupArgs(int argc, char** argv, bool inspect_options, BackupArgs* args,
                      std::string* problem) {

@@ -24,6 +24,11 @@ struct BackupArgs {
 bool ParseBackupArgs(int argc, char** argv, bool inspect_options, BackupArgs* args,
                      std::string* problem);
 
+// Parses the arguments of "inspect" or "repair" (`command`). Returns kGoOn when the command
+// is to run, otherwise the exit status after the usage error or the help text was shown.
+constexpr int kGoOn = -1;
+int ParseBackupCommand(const char* command, int argc, char** argv, BackupArgs* args);
+
 // A file named on the command line together with --root: a device path ("/data/...") or a
 // bare file name (taken from the backup directory) inside the root; anything else as given.
 std::string ResolveUnderRoot(const std::string& root, const std::string& file);

@@ -9,8 +9,8 @@
 
 #include <string>
 
-#include "common/device_path.h"
 #include "fp_utils/dev_cdt_info.h"
+#include "root_mapping/device_path.h"
 #include "tools/fputil/commands.h"
 
 namespace fputil {

@@ -107,13 +107,8 @@ std::vector<std::string> BackupFilesUnder(const std::string& root) {
 
 int RunInspect(int argc, char** argv) {
     BackupArgs args;
-    std::string problem;
-    if (!ParseBackupArgs(argc, argv, /*inspect_options=*/true, &args, &problem)) {
-        return UsageError("inspect", problem.c_str());
-    }
-    if (args.help) {
-        printf("usage: fputil %s\n%s", kInspectUsage, kBackupOptionsHelp);
-        return kExitOk;
+    if (int status = ParseBackupCommand("inspect", argc, argv, &args); status != kGoOn) {
+        return status;
     }
     std::vector<std::string> files = args.files;
     if (files.empty()) {

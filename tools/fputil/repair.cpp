@@ -26,13 +26,8 @@ std::string FreeBackupName(const std::string& file) {
 
 int RunRepair(int argc, char** argv) {
     BackupArgs args;
-    std::string problem;
-    if (!ParseBackupArgs(argc, argv, /*inspect_options=*/false, &args, &problem)) {
-        return UsageError("repair", problem.c_str());
-    }
-    if (args.help) {
-        printf("usage: fputil %s\n%s", kRepairUsage, kBackupOptionsHelp);
-        return kExitOk;
+    if (int status = ParseBackupCommand("repair", argc, argv, &args); status != kGoOn) {
+        return status;
     }
     if (args.files.size() != 1) return UsageError("repair", "exactly one FILE to repair");
     const std::string& file = args.files[0];

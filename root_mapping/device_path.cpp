@@ -1,4 +1,4 @@
-#include "common/device_path.h"
+#include "root_mapping/device_path.h"
 
 #include <cstdlib>
 
