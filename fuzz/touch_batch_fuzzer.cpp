@@ -1,6 +1,5 @@
 // Feeds arbitrary bytes, as one read of the fingerprint touch device, to the touch handler's
 // worker: the batch header, the record slots and their conversion into touch events.
-#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -14,8 +13,6 @@ namespace {
 
 using namespace android::fp_utils;
 
-std::atomic<uint64_t> events{0};
-
 // The handler, configured and polling on the stand-in device of the run's tree.
 bool Started() {
     static const bool started = [] {
@@ -26,7 +23,6 @@ bool Started() {
             // What a conversion may give: a known state or the invalid one, a finite angle.
             if (e.touch_state > 2 && e.touch_state != 0xFFFFFFFFu) abort();
             if (!std::isfinite(e.orientation)) abort();
-            events.fetch_add(1, std::memory_order_relaxed);
         });
         return handler.Configure({0, 0, 100, 100}) && handler.Start();
     }();
@@ -36,6 +32,7 @@ bool Started() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace android::fp_utils;
     if (!Started()) abort();
     // The driver hands over at most one full buffer per read, and an empty read wakes no one.
     if (size == 0 || size > host::kTouchMaxBatchSize) return 0;
