@@ -18,7 +18,7 @@ bool Started() {
     static const bool started = [] {
         fuzz::Root();
         if (!host::CreateTouchDevice()) abort();
-        FpsTouchHandler& handler = FpsTouchHandler::GetInstance();
+        FpsTouchHandler& handler = *FpsTouchHandler::GetInstance();
         handler.SetTouchEventCallback([](const TouchEvent& e) {
             // What a conversion may give: a known state or the invalid one, a finite angle.
             if (e.touch_state > 2 && e.touch_state != 0xFFFFFFFFu) abort();
