@@ -72,8 +72,10 @@ TEST_F(BackupKillTest, KillDuringSavesLosesNothingOlderThanTheSaveInProgress) {
     auto* saved = new (shared) std::atomic<uint64_t>(0);
     const unsigned seed = std::random_device{}();
     std::mt19937 random(seed);
-    // Most of a child's time goes to saves of about 18 KB each; kills land anywhere in them.
-    std::uniform_int_distribution<int> delay_us(0, 4000);
+    // A kill comes after the child's first 0 to 2 saves (so while it saves, not while it
+    // loads), and then at any moment within about the time of a save of 18 KB.
+    std::uniform_int_distribution<int> saves_before(0, 2);
+    std::uniform_int_distribution<int> delay_us(0, 1000);
     const std::string new_file = BackupWriter::NewFilePath(root_.Path(kPath));
 
     // A full history to begin with: every save evicts the oldest attempt and rewrites it all.
@@ -94,7 +96,14 @@ TEST_F(BackupKillTest, KillDuringSavesLosesNothingOlderThanTheSaveInProgress) {
         pollfd p = {ready[0], POLLIN, 0};
         const bool started = poll(&p, 1, 10000) == 1;
         close(ready[0]);
-        if (started) std::this_thread::sleep_for(std::chrono::microseconds(delay_us(random)));
+        if (started) {
+            const uint64_t target = saved->load() + saves_before(random);
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+            while (saved->load() < target && std::chrono::steady_clock::now() < deadline) {
+                std::this_thread::sleep_for(std::chrono::microseconds(50));
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(delay_us(random)));
+        }
         kill(child, SIGKILL);
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
