@@ -13,6 +13,7 @@
 #include <string>
 
 #include "platform/touch_polling_worker_thread.h"
+#include "platform/worker_lock.h"
 #include "root_mapping/device_path.h"
 
 namespace android {
@@ -99,7 +100,7 @@ FpsTouchHandler::FpsTouchHandler() : last_event_(InitialTouchEvent()) {
 FpsTouchHandler::~FpsTouchHandler() = default;
 
 void FpsTouchHandler::SetTouchEventCallback(TouchEventCallback callback) {
-    std::lock_guard<Lock> lock(mutex_);
+    std::lock_guard<std::timed_mutex> lock(mutex_);
     touch_event_callback_ = std::move(callback);
 }
 
@@ -109,7 +110,7 @@ bool FpsTouchHandler::Configure(const TouchConfig& config) {
                             "%s: FpsTouchHandler is not supported on this device", "Configure");
         return false;
     }
-    std::lock_guard<Lock> lock(mutex_);
+    std::lock_guard<std::timed_mutex> lock(mutex_);
     if (fd_ < 0 && !OpenTouchDevice()) {
         __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: failed to open touch device", "Configure");
         return false;
@@ -163,7 +164,7 @@ bool FpsTouchHandler::OpenTouchDevice() {
 }
 
 bool FpsTouchHandler::Start() {
-    std::lock_guard<Lock> lock(mutex_);
+    std::lock_guard<std::timed_mutex> lock(mutex_);
     __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s", "Start");
     if (!configured_) {
         __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: configuration has not been completed",
@@ -178,29 +179,27 @@ bool FpsTouchHandler::Start() {
 }
 
 bool FpsTouchHandler::Stop() {
-    std::lock_guard<Lock> lock(mutex_);
+    std::lock_guard<std::timed_mutex> lock(mutex_);
     __android_log_print(ANDROID_LOG_DEBUG, kTag, "%s", "Stop");
     if (started_) {
         // The lock stays held while the worker ends; the worker gives up any wait for it.
-        mutex_.SetStopping(true);
+        stopping_ = true;
         touch_polling_worker_thread_->Stop();
-        mutex_.SetStopping(false);
+        stopping_ = false;
         started_ = false;
     }
     return true;
 }
 
 bool FpsTouchHandler::EnableLptwEventReport(bool enable) {
-    std::unique_lock<Lock> lock(mutex_, std::defer_lock);
+    std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
     if (TouchPollingWorkerThread::IsCurrentThread()) {
         // Called from the touch callback: a Stop that waits for this very thread holds the lock.
-        if (!mutex_.LockUnlessStopping()) {
+        if (!LockUnlessStopping(lock, stopping_)) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: touch handler is stopping",
                                 "EnableLptwEventReport");
             return false;
         }
-        std::unique_lock<Lock> taken(mutex_, std::adopt_lock);
-        lock.swap(taken);
     } else {
         lock.lock();
     }
@@ -225,36 +224,6 @@ void FpsTouchHandler::ResetLastTouchEvent() {
     last_event_ = InitialTouchEvent();
 }
 
-void FpsTouchHandler::Lock::lock() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return !held_; });
-    held_ = true;
-}
-
-void FpsTouchHandler::Lock::unlock() {
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        held_ = false;
-    }
-    changed_.notify_all();
-}
-
-bool FpsTouchHandler::Lock::LockUnlessStopping() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return !held_ || stopping_; });
-    if (held_) return false;
-    held_ = true;
-    return true;
-}
-
-void FpsTouchHandler::Lock::SetStopping(bool stopping) {
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stopping_ = stopping;
-    }
-    changed_.notify_all();
-}
-
 void FpsTouchHandler::ReadTouchEvent() {
     // Tested before locking: a Stop may hold the lock while it waits for this thread.
     if (!configured_) {
@@ -265,8 +234,8 @@ void FpsTouchHandler::ReadTouchEvent() {
     uint8_t buf[kReadBufferSize];
     memset(buf, 0, sizeof(buf));
     {
-        if (!mutex_.LockUnlessStopping()) return;
-        std::lock_guard<Lock> lock(mutex_, std::adopt_lock);
+        std::unique_lock<std::timed_mutex> lock(mutex_, std::defer_lock);
+        if (!LockUnlessStopping(lock, stopping_)) return;
         if (fd_ < 0) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "%s: invalid fd", "ReadTouchEvent");
             return;

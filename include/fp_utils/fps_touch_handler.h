@@ -18,7 +18,6 @@
 #include <utils/StrongPointer.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -110,32 +109,16 @@ class FP_UTILS_EXPORT FpsTouchHandler {
     void ReadTouchEvent();
     void ConvertRawEvent(const uint8_t* raw);
 
-    // The handler's lock. A Stop holds it while it waits for the worker to end, so the worker
-    // must be able to give up waiting for it: LockUnlessStopping returns false, without the
-    // lock, once the holder has called SetStopping(true). Built on a plain mutex and a
-    // condition variable, so that the worker waits without polling.
-    class Lock {
-      public:
-        void lock();
-        void unlock();
-        bool LockUnlessStopping();
-        void SetStopping(bool stopping);
-
-      private:
-        std::mutex mutex_;
-        std::condition_variable changed_;
-        bool held_ = false;
-        bool stopping_ = false;
-    };
-
     sp<TouchPollingWorkerThread> touch_polling_worker_thread_;
-    Lock mutex_;
+    std::timed_mutex mutex_;
     std::atomic<bool> configured_{false};
     bool started_ = false;
     TouchEventCallback touch_event_callback_;
     int fd_ = -1;
     uint32_t touch_resolution_scaling_factor_ = 1;
     TouchEvent last_event_;
+    // Set while Stop holds the lock and waits for the worker.
+    std::atomic<bool> stopping_{false};
 };
 
 }  // namespace fp_utils

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <iostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,9 +43,7 @@ void Child(bool on, const std::vector<std::string>& values, void (*body)(Dynamic
         android::base::SetProperty(kPrefix + std::string(kProps[i]), values[i]);
     DynamicExposure::GetInstance().SetExpoChangedCallback(&seen, Record);
     body(DynamicExposure::GetInstance());
-    const auto& r = *::testing::UnitTest::GetInstance()->current_test_info()->result();
-    for (int i = 0; i < r.total_part_count(); ++i) std::cerr << r.GetTestPartResult(i);
-    _exit(r.Failed());
+    testing::ExitWithChildResult();
 }
 #define IN_CHILD(...) EXPECT_EXIT(Child(__VA_ARGS__), ::testing::ExitedWithCode(0), "")
 
@@ -74,86 +71,155 @@ void ExpectDump(const std::vector<unsigned>& v, const char* stats = "") {
     EXPECT_EQ(std::string(got), want);
 }
 
-// Off unless the flag says so at the first read, and then without statistics; a step works
-// all the same, in float arithmetic: this calibration rounds differently at step 1 in any
-// other order of the arithmetic.
-TEST(DynamicExposure, StepsWithTheFeatureOff) {
+const std::vector<std::string> kTunables = {"4", "500", "50", "60", "200", "100", "120000", "8000"};
+// Unparsable or out-of-range values count as unset.
+const std::vector<std::string> kUnparsable = {"abc", "-1",  "4294967296", "12x",
+                                              "",    "1.5", " ",          "0x"};
+
+std::vector<std::pair<float, float>> Moves(std::initializer_list<float> expos) {
+    std::vector<std::pair<float, float>> out;
+    for (float expo : expos) out.emplace_back(expo, expo);
+    return out;
+}
+
+TEST(DynamicExposure, FlagSetAfterTheFirstReadLeavesTheFeatureOff) {
     IN_CHILD(false, {}, [](auto&) {
         android::base::SetProperty(kFlag, "true");
         EXPECT_FALSE(IsDynamicExposureSupported());
         ExpectDump({});
+    });
+}
+
+// This calibration rounds differently at step 1 in any other order of the arithmetic.
+TEST(DynamicExposure, StepWorksWithTheFeatureOffInFloatArithmetic) {
+    IN_CHILD(false, {}, [](auto&) {
         const float cali = 10.1479998f, cali_base = 12.1160002f, base = cali_base + 1000.0f / 60;
         Calibrate(cali, cali_base, {kStepUp});
         EXPECT_EQ(seen, (decltype(seen){{(cali * base) / cali_base, base}}));
     });
 }
 
-// Set tunables drive the step and the bounds. A step needs a calibration and a callback; a
-// target on a bound is taken, one beyond it refused and the step kept. Only the direction of
-// the move is bounded, and a recalibration re-applies the steps unbounded. The decision: 4
-// attempts, over 50 % rejected, IQ below 60 and raw mean above 200 is too bright; the step
-// clears the statistics, so the three fresh attempts after it are too few.
-TEST(DynamicExposure, TunablesReadFromTheirProperties) {
-    IN_CHILD(true, {"4", "500", "50", "60", "200", "100", "120000", "8000"}, [](auto& de) {
-        testing::LogCapture log;
+TEST(DynamicExposure, DumpShowsTheTunablesReadFromTheirProperties) {
+    IN_CHILD(true, kTunables, [](auto& de) {
         ExpectDump({4, 500, 50, 60, 200, 100, 120000, 8000},
                    "0 attempts:\n    FRR: 0.00%\n    Avg IQ: 0.00\n    Avg raw mean: 0.00\n");
         EXPECT_EQ(de.auth_stats->max_attempts_, 4u);
-        de.SetExpoChangedCallback(nullptr, nullptr);
-        Calibrate(118, 0, {kStepUp});
-        Calibrate(118, 118, {kStepUp});
-        de.SetExpoChangedCallback(&seen, Record);
-        Calibrate(118, 118, {kStepUp, kStepUp});  // 120, then beyond the bound
-        const std::vector<testing::LogLine> want_log = {
-            {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:0.000"},
-            {kError, kTag, "[AdjustExposure] cali_expo is not initialized"},
-            {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:118.000"},
-            {kError, kTag, "[AdjustExposure] expo changed cb is not registered"},
-            {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:118.000"},
-            {kInfo, kTag, "[AdjustExposure] adjustment step:1, unit:2.000"},
-            {kInfo, kTag, "[AdjustExposure] cali expo:118.000, base:118.000"},
-            {kInfo, kTag, "[AdjustExposure] adjust to expo:120.000, base:120.000"},
-            {kError, kTag, "[AdjustExposure] target expo(122.000) > upper bound(120.000), skip"}};
-        EXPECT_EQ(log.Lines(kTag), want_log);
-        Calibrate(10, 10, {kStepDown, kStepDown, kStepDown});  // 12; 10, 8, then below the bound
-        EXPECT_TRUE(log.Contains(kError, kTag,
-                                 "[AdjustExposure] target expo(6.000) < lower bound(8.000), skip"));
-        EXPECT_TRUE(log.Contains(kInfo, kTag, "UpdateCaliExpo: recalculate new exposure time"));
-        Calibrate(130, 130, {kStepDown});  // step -1: 128, then 126
-        Calibrate(6, 6, {kStepUp});        // step -2: 2, then 4
-        Calibrate(20, 20);                 // step -1: 18
-        Feed(7, false, 50, 250);
-        decltype(seen) want;
-        for (float expo : {120, 12, 10, 8, 128, 126, 2, 4, 18, 16}) want.emplace_back(expo, expo);
-        EXPECT_EQ(seen, want);
     });
 }
 
-// Defaults (unparsable or out-of-range values count as unset): ten attempts held, more than
-// 20 % rejected, mean IQ below 28, mean raw mean below 1500 (up) or above 2500 (down); each
-// threshold must be passed, not met. A step refused keeps the statistics.
-TEST(DynamicExposure, FeedStepsOnlyPastEveryThreshold) {
-    IN_CHILD(true, {"abc", "-1", "4294967296", "12x", "", "1.5", " ", "0x"}, [](auto& de) {
+TEST(DynamicExposure, StepNeedsACalibrationAndACallback) {
+    IN_CHILD(true, kTunables, [](auto& de) {
         testing::LogCapture log;
+        de.SetExpoChangedCallback(nullptr, nullptr);
+        Calibrate(118, 0, {kStepUp});
+        Calibrate(118, 118, {kStepUp});
+        EXPECT_EQ(log.Lines(kTag),
+                  (std::vector<testing::LogLine>{
+                      {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:0.000"},
+                      {kError, kTag, "[AdjustExposure] cali_expo is not initialized"},
+                      {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:118.000"},
+                      {kError, kTag, "[AdjustExposure] expo changed cb is not registered"}}));
+    });
+}
+
+TEST(DynamicExposure, StepOntoTheUpperBoundIsTakenAndBeyondItRefused) {
+    IN_CHILD(true, kTunables, [](auto&) {
+        testing::LogCapture log;
+        Calibrate(118, 118, {kStepUp, kStepUp});
+        EXPECT_EQ(seen, Moves({120}));
+        EXPECT_EQ(log.Lines(kTag),
+                  (std::vector<testing::LogLine>{
+                      {kInfo, kTag, "UpdateCaliExpo: cali_expo:118.000, cali_expo_base:118.000"},
+                      {kInfo, kTag, "[AdjustExposure] adjustment step:1, unit:2.000"},
+                      {kInfo, kTag, "[AdjustExposure] cali expo:118.000, base:118.000"},
+                      {kInfo, kTag, "[AdjustExposure] adjust to expo:120.000, base:120.000"},
+                      {kError, kTag,
+                       "[AdjustExposure] target expo(122.000) > upper bound(120.000), skip"}}));
+    });
+}
+
+TEST(DynamicExposure, StepBelowTheLowerBoundIsRefused) {
+    IN_CHILD(true, kTunables, [](auto&) {
+        testing::LogCapture log;
+        Calibrate(12, 12, {kStepDown, kStepDown, kStepDown});
+        EXPECT_EQ(seen, Moves({10, 8}));
+        EXPECT_TRUE(log.Contains(kError, kTag,
+                                 "[AdjustExposure] target expo(6.000) < lower bound(8.000), skip"));
+    });
+}
+
+// Only the direction of a step is bounded, and a recalibration re-applies the steps taken.
+TEST(DynamicExposure, RecalibrationAndStepsAwayFromABoundAreNotBounded) {
+    IN_CHILD(true, kTunables, [](auto&) {
+        testing::LogCapture log;
+        Calibrate(10, 10, {kStepDown});  // step -1
+        Calibrate(6, 6, {kStepUp});      // 4 at step -1, then 6
+        Calibrate(118, 118, {kStepUp});  // at step 0 nothing to re-apply; then 120
+        Calibrate(130, 130, {kStepDown});
+        EXPECT_EQ(seen, Moves({8, 4, 6, 120, 132, 130}));
+        EXPECT_TRUE(log.Contains(kInfo, kTag, "UpdateCaliExpo: recalculate new exposure time"));
+    });
+}
+
+// Four attempts, over 50 % rejected, IQ below 60 and raw mean above 200 is too bright; the
+// step clears the statistics, so the three fresh attempts after it are too few.
+TEST(DynamicExposure, FeedStepsDownWhenTooBrightAndTheStepClearsTheStatistics) {
+    IN_CHILD(true, kTunables, [](auto&) {
+        Calibrate(20, 20);
+        Feed(7, false, 50, 250);
+        EXPECT_EQ(seen, Moves({18}));
+    });
+}
+
+TEST(DynamicExposure, UnparsableTunablesFallBackToTheDefaults) {
+    IN_CHILD(true, kUnparsable, [](auto&) {
+        ExpectDump({10, 60, 20, 28, 2500, 1500, 150000, 10000},
+                   "0 attempts:\n    FRR: 0.00%\n    Avg IQ: 0.00\n    Avg raw mean: 0.00\n");
+    });
+}
+
+TEST(DynamicExposure, RefusedStepKeepsTheStatistics) {
+    IN_CHILD(true, kUnparsable, [](auto&) {
         Calibrate(149, 149);
         Feed(10, false, 10, 900);  // up to 165.667: beyond the bound
+        EXPECT_TRUE(seen.empty());
         ExpectDump({10, 60, 20, 28, 2500, 1500, 150000, 10000},
                    "10 attempts:\n    FRR: 100.00%\n    Avg IQ: 10.00\n    Avg raw mean: 900.00\n");
+    });
+}
+
+// Defaults: ten attempts held, more than 20 % rejected, mean IQ below 28, mean raw mean below
+// 1500 (up) or above 2500 (down); each threshold must be passed, not met.
+TEST(DynamicExposure, FeedStepsOnlyPastEveryThreshold) {
+    IN_CHILD(true, kUnparsable, [](auto& de) {
+        testing::LogCapture log;
         Calibrate(50, 50);
-        // Each threshold met but not passed, then passed, over ten fresh attempts; the last
-        // eight of the last row never reached matching: held, but left out of the FRR.
-        // Rows: rejects, IQ, raw mean, acquired_info of the others, steps taken so far.
-        const int cases[][5] = {{2, 10, 1000, 1, 0},  {10, 10, 1500, 1, 0}, {10, 10, 2500, 1, 0},
-                                {10, 28, 1000, 1, 0}, {3, 27, 1000, 1, 1},  {3, 27, 2501, 1, 2},
-                                {2, 10, 1000, 2, 3}};
+        enum Step { kNone, kUp, kDown };
+        const struct {
+            const char* what;
+            int rejects, iq, raw_mean, others_acquired;
+            Step step;
+        } cases[] = {
+            {"rejection rate at its threshold", 2, 10, 1000, 1, kNone},
+            {"raw mean at the low threshold", 10, 10, 1500, 1, kNone},
+            {"raw mean at the high threshold", 10, 10, 2500, 1, kNone},
+            {"quality at its threshold", 10, 28, 1000, 1, kNone},
+            {"too dark", 3, 27, 1000, 1, kUp},
+            {"too bright", 3, 27, 2501, 1, kDown},
+            // Held, but left out of the rejection rate.
+            {"others never reached matching", 2, 10, 1000, 2, kUp},
+        };
         for (const auto& c : cases) {
+            SCOPED_TRACE(c.what);
             de.auth_stats->Reset();
-            Feed(c[0], false, c[1], c[2]);
-            Feed(10 - c[0], true, c[1], c[2], c[3]);
-            EXPECT_EQ(seen.size(), size_t(c[4])) << c[0] << " " << c[1] << " " << c[2];
+            log.Clear();
+            const size_t moves = seen.size();
+            Feed(c.rejects, false, c.iq, c.raw_mean);
+            Feed(10 - c.rejects, true, c.iq, c.raw_mean, c.others_acquired);
+            EXPECT_EQ(seen.size() - moves, c.step == kNone ? 0u : 1u);
+            EXPECT_EQ(log.Count(kTag, "[FeedAuthAttempt] Adjust exposure UP"), c.step == kUp);
+            EXPECT_EQ(log.Count(kTag, "[FeedAuthAttempt] Adjust exposure DOWN"), c.step == kDown);
         }
-        EXPECT_TRUE(log.Contains(kInfo, kTag, "[FeedAuthAttempt] Adjust exposure DOWN"));
-        EXPECT_EQ(log.Count(kTag, "[FeedAuthAttempt] Adjust exposure UP"), 3u);
     });
 }
 

@@ -32,7 +32,8 @@ struct ProbeShape : IShape {
     explicit ProbeShape(std::function<bool(const Point&)> f) : inside(std::move(f)) {}
     std::string Print() const override { return "Probe"; }
     bool Contains(const Point& p) const override {
-        return asked += android::base::StringPrintf("%g,%g ", p.x, p.y), inside(p);
+        asked += android::base::StringPrintf("%g,%g ", p.x, p.y);
+        return inside(p);
     }
     std::function<bool(const Point&)> inside;
     mutable std::string asked;
@@ -55,16 +56,14 @@ TEST(Shapes, PrintTwoDecimalsPerFieldCutAt127Characters) {
               ("Ellipse(x:" + big + ", y:" + big + ", M:" + big + ", m:" + big).substr(0, 127));
 }
 
-// Every boundary is inside. NaN, a negative radius, a zero-length axis and an inverted
-// rectangle hold nothing. An ellipse's axes and angle count as they are at the call, also
+// Every boundary is inside. An ellipse's axes and angle count as they are at the call, also
 // when assigned after construction.
-TEST(Shapes, ContainsAtTheEdges) {
-    const Circle c(10, 20, 5), negative(0, 0, -1), nan_r(10, 20, kNaN), far(INFINITY, 0, 5);
-    const Ellipse upright(0, 0, 20, 10, 0), tilted(9, 0, 40, 8, 0.6f), nan_o(0, 0, 20, 10, kNaN);
-    Ellipse lying = upright, no_major = upright, no_minor(0, 0, 20, 0, 0);
+TEST(Shapes, BoundaryIsInside) {
+    const Circle c(10, 20, 5);
+    const Ellipse upright(0, 0, 20, 10, 0), tilted(9, 0, 40, 8, 0.6f);
+    Ellipse lying = upright;
     lying.orientation = static_cast<float>(M_PI / 2);
-    no_major.major = 0;
-    const Rect r(1, 2, 3, 4), inverted(3, 2, 1, 4);
+    const Rect r(1, 2, 3, 4);
     const float s = 19.5f * std::sin(0.6f), k = 19.5f * std::cos(0.6f);
     const std::tuple<const IShape&, std::vector<Point>, std::vector<Point>> cases[] = {
         // (13, 24) lies on the rim; (15, 20.0015) has a squared distance just above 25, but its
@@ -87,7 +86,16 @@ TEST(Shapes, ContainsAtTheEdges) {
         for (const Point& p : in) EXPECT_TRUE(shape.Contains(p)) << shape.Print() << p.Print();
         for (const Point& p : out) EXPECT_FALSE(shape.Contains(p)) << shape.Print() << p.Print();
     }
-    // At (inf, 0) the distance to `far` is inf - inf.
+}
+
+// NaN, a negative radius, a zero-length axis and an inverted rectangle hold nothing; at
+// (inf, 0) the distance to `far` is inf - inf.
+TEST(Shapes, DegenerateShapesHoldNothing) {
+    const Circle negative(0, 0, -1), nan_r(10, 20, kNaN), far(INFINITY, 0, 5);
+    const Ellipse no_minor(0, 0, 20, 0, 0), nan_o(0, 0, 20, 10, kNaN);
+    Ellipse no_major(0, 0, 20, 10, 0);
+    no_major.major = 0;  // after construction
+    const Rect inverted(3, 2, 1, 4);
     const IShape* empties[] = {&negative, &nan_r, &far, &no_major, &no_minor, &nan_o, &inverted};
     for (const IShape* empty : empties)
         for (Point p : {Point(0, 0), Point(0, 5), Point(2, 3), Point(10, 20), Point(INFINITY, 0)})
@@ -95,7 +103,7 @@ TEST(Shapes, ContainsAtTheEdges) {
 }
 
 TEST(Coverage, CirclesInClosedForm) {
-    const Circle big(10, 10, 10), small(12, 11, 2), a(3, 4, 5), b(9, 1, 3);
+    const Circle big(10, 10, 10), small(12, 11, 2);
     const std::tuple<Circle, Circle, float, float> cases[] = {
         // this, other, coverage, tolerance
         {Circle(0, 0, 3), Circle(8.01f, 0, 5), 0, 0},
@@ -109,10 +117,17 @@ TEST(Coverage, CirclesInClosedForm) {
     };
     for (const auto& [self, other, want, tolerance] : cases)
         EXPECT_NEAR(self.CoverageCoveredBy(other), want, tolerance) << self.Print() << other.Print();
+}
+
+TEST(Coverage, EmptyCircleIsCoveredByNaN) {
     for (const Circle& empty : {Circle(0, 0, 0), Circle(0, 0, kNaN)})  // 0 / 0
-        EXPECT_TRUE(std::isnan(empty.CoverageCoveredBy(big))) << empty.Print();
-    // A lens between unequal circles is the same area whichever is asked, divided by that
-    // circle's area, and agrees with counting points over the circle's bounding square.
+        EXPECT_TRUE(std::isnan(empty.CoverageCoveredBy(Circle(10, 10, 10)))) << empty.Print();
+}
+
+// A lens between unequal circles is the same area whichever is asked, divided by that
+// circle's area, and agrees with counting points over the circle's bounding square.
+TEST(Coverage, LensOfUnequalCirclesAgreesBothWaysAndWithTheGrid) {
+    const Circle a(3, 4, 5), b(9, 1, 3);
     EXPECT_NEAR(a.CoverageCoveredBy(b) * 25, b.CoverageCoveredBy(a) * 9, 1e-2);
     EXPECT_NEAR(a.CoverageCoveredBy(b), a.CoverageCoveredBy(static_cast<const IShape&>(b)), 1.0);
     EXPECT_NEAR(b.CoverageCoveredBy(a), b.CoverageCoveredBy(static_cast<const IShape&>(a)), 2.0);
@@ -120,35 +135,48 @@ TEST(Coverage, CirclesInClosedForm) {
 
 // By default one point per unit plus one, truncated, both edges included, none for a negative
 // extent; else as the properties say at each call. Coordinates accumulate by addition, so ten
-// steps of 0.1 end just past 1, outside a rectangle that ends at 1, in either direction. A zero
-// count is reported and counts nothing.
-TEST(Coverage, GridCount) {
+// steps of 0.1 end just past 1, outside a rectangle that ends at 1, in either direction.
+TEST(Coverage, GridCountAtTheGridsEdges) {
     const Rect rect(0, 0, 10, 10), unit(0, 0, 1, 1), inner(0.05f, 0.05f, 1, 1);
     const Rect odd(0, 0, 2.9f, 1.5f), inverted(5, 0, 3, 10);
     const ProbeShape strip([](const Point& p) { return p.x > 2.5f && p.x < 3.5f; });
-    // The two properties, the rectangle, s1, s2, the counts; only the last two are reported.
-    const std::tuple<const char*, const char*, const Rect&, const IShape&, const IShape&, Counts>
-        cases[] = {
-            {"11", "11", unit, inner, inner, {81, 81, 81}},
-            {"many", "", rect, rect, strip, {121, 11, 11}},
-            {"", "", rect, strip, rect, {11, 121, 11}},
-            {"", "", odd, odd, odd, {6, 6, 6}},
-            {"", "", inverted, rect, rect, {0, 0, 0}},
-            {"", "0", rect, rect, rect, {0, 0, 0}},
-        };
-    testing::LogCapture log;
-    for (const auto& [nx, ny, area, s1, s2, want] : cases) {
-        testing::ScopedProperty x(kXProp, nx), y(kYProp, ny);
-        EXPECT_EQ(Count(area, s1, s2), want) << nx << " " << ny << area.Print();
+    const struct {
+        const char* what;
+        const char *nx, *ny;
+        const Rect& area;
+        const IShape &s1, &s2;
+        Counts counts;
+    } cases[] = {
+        {"steps of 0.1 overshoot", "11", "11", unit, inner, inner, {81, 81, 81}},
+        {"unparsable count", "many", "", rect, rect, strip, {121, 11, 11}},
+        {"default count", "", "", rect, strip, rect, {11, 121, 11}},
+        {"extent truncated", "", "", odd, odd, odd, {6, 6, 6}},
+        {"negative extent", "", "", inverted, rect, rect, {0, 0, 0}},
+    };
+    for (const auto& c : cases) {
+        testing::ScopedProperty x(kXProp, c.nx), y(kYProp, c.ny);
+        EXPECT_EQ(Count(c.area, c.s1, c.s2), c.counts) << c.what;
     }
-    EXPECT_EQ(log.Count("Geometry", "Invalid"), 2u);
-    for (std::string counts : {"(0, 11)", "(11, 0)"})
-        EXPECT_TRUE(log.Contains(ANDROID_LOG_ERROR, "Geometry",
-                                 "[NumOfPointsIn] Invalid scan points" + counts));
     EXPECT_FLOAT_EQ(rect.CoverageCoveredBy(strip), 100.0f * 11 / 121);
-    log.Clear();
+}
+
+TEST(Coverage, ZeroCountIsLoggedAndCountsNothing) {
+    const Rect rect(0, 0, 10, 10);
+    for (const char* prop : {kXProp, kYProp}) {
+        SCOPED_TRACE(prop);
+        testing::LogCapture log;
+        testing::ScopedProperty zero(prop, "0");
+        EXPECT_EQ(Count(rect, rect, rect), (Counts{0, 0, 0}));
+        EXPECT_TRUE(log.Contains(ANDROID_LOG_ERROR, "Geometry",
+                                 std::string("[NumOfPointsIn] Invalid scan points") +
+                                     (prop == kXProp ? "(0, 11)" : "(11, 0)")));
+    }
+}
+
+TEST(Coverage, EmptyGridCoversNaNYetTheCornersAreTried) {
+    testing::LogCapture log;
     testing::ScopedProperty zero(kXProp, "0");
-    EXPECT_TRUE(std::isnan(rect.CoverageCoveredBy(rect)));  // yet the corners are tried
+    EXPECT_TRUE(std::isnan(Rect(0, 0, 10, 10).CoverageCoveredBy(Rect(0, 0, 10, 10))));
     EXPECT_TRUE(log.Contains(ANDROID_LOG_DEBUG, "Geometry", "[NumOfPointsIn] all_points_in_s2:1"));
     EXPECT_TRUE(std::isnan(Circle(5, 5, 5).CoverageCoveredBy(Ellipse(5, 5, 10, 10, 0))));
 }
@@ -156,25 +184,36 @@ TEST(Coverage, GridCount) {
 // Corners in a fixed order up to the first miss: a shape holding all four stands for the
 // whole grid, even a ring that misses a grid point, and is not asked again; a shape missing
 // one is asked about every point, row by row, whatever the other says.
-TEST(Coverage, CornerTestThenGridPoints) {
-    testing::LogCapture log;
-    testing::ScopedProperty x(kXProp, "2"), y(kYProp, "3");
-    const Rect rect(1, 2, 3, 4);
-    const std::string corners = "1,2 1,4 3,2 3,4 ", grid = "1,2 3,2 1,3 3,3 1,4 3,4 ";
-    ProbeShape ring([](const Point& p) { return std::hypot(p.x - 1, p.y - 3) > 0.5f; });
-    ProbeShape no_left_bottom([](const Point& p) { return !(p.x == 1 && p.y == 4); });
-    ProbeShape no_right_top([](const Point& p) { return !(p.x == 3 && p.y == 2); });
-    EXPECT_EQ(Count(rect, ring, ring), (Counts{6, 6, 6}));
-    EXPECT_EQ(Count(rect, no_left_bottom, no_right_top), (Counts{5, 5, 4}));
-    EXPECT_EQ(Count(rect, no_left_bottom, ring), (Counts{5, 6, 5}));
-    EXPECT_EQ(Count(rect, ring, no_right_top), (Counts{6, 5, 5}));
-    EXPECT_EQ(ring.asked, corners + corners + corners + corners);
-    EXPECT_EQ(no_left_bottom.asked, corners.substr(0, 8) + grid + corners.substr(0, 8) + grid);
-    EXPECT_EQ(no_right_top.asked, corners.substr(0, 12) + grid + corners.substr(0, 12) + grid);
+class CornerTest : public ::testing::Test {
+  protected:
+    testing::LogCapture log_;
+    testing::ScopedProperty x_{kXProp, "2"}, y_{kYProp, "3"};
+    const Rect rect_{1, 2, 3, 4};
+    const std::string corners_ = "1,2 1,4 3,2 3,4 ", grid_ = "1,2 3,2 1,3 3,3 1,4 3,4 ";
+    ProbeShape ring_{[](const Point& p) { return std::hypot(p.x - 1, p.y - 3) > 0.5f; }};
+    ProbeShape no_left_bottom_{[](const Point& p) { return !(p.x == 1 && p.y == 4); }};
+    ProbeShape no_right_top_{[](const Point& p) { return !(p.x == 3 && p.y == 2); }};
+};
+
+TEST_F(CornerTest, ShapeHoldingAllCornersStandsForTheWholeGrid) {
+    EXPECT_EQ(Count(rect_, ring_, no_right_top_), (Counts{6, 5, 5}));
+    EXPECT_EQ(ring_.asked, corners_);
+    EXPECT_EQ(no_right_top_.asked, corners_.substr(0, 12) + grid_);
+}
+
+TEST_F(CornerTest, ShapeMissingACornerIsAskedAboutEveryPointWhateverTheOtherSays) {
+    EXPECT_EQ(Count(rect_, no_left_bottom_, ring_), (Counts{5, 6, 5}));
+    EXPECT_EQ(Count(rect_, no_left_bottom_, no_right_top_), (Counts{5, 5, 4}));
+    EXPECT_EQ(no_left_bottom_.asked, corners_.substr(0, 8) + grid_ + corners_.substr(0, 8) + grid_);
+}
+
+TEST_F(CornerTest, CornerResultsAreLoggedForBothShapes) {
+    Count(rect_, ring_, no_right_top_);
+    Count(rect_, no_left_bottom_, ring_);
     std::vector<testing::LogLine> want;
-    for (std::string flag : {"s1:1", "s2:1", "s1:0", "s2:0", "s1:0", "s2:1", "s1:1", "s2:0"})
+    for (std::string flag : {"s1:1", "s2:0", "s1:0", "s2:1"})
         want.push_back({ANDROID_LOG_DEBUG, "Geometry", "[NumOfPointsIn] all_points_in_" + flag});
-    EXPECT_EQ(log.Lines("Geometry"), want);
+    EXPECT_EQ(log_.Lines("Geometry"), want);
 }
 
 // The library's sampling skips work that does not change from point to point; the plain

@@ -45,7 +45,11 @@ class BackupFileTest : public testing::FpUtilsTest {
     std::unique_ptr<AuthStats> stats_;
 };
 
-TEST_F(BackupFileTest, TwoRecordsAreWrittenByteForByteAndReadBack) {
+const std::string kTwoRecords =
+    "0x67a13bd5,0x20,0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c"
+    "0x6df05a86,0x20,0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e";
+
+TEST_F(BackupFileTest, SaveWritesEachRecordAfterItsChecksumAndLength) {
     AuthStats stats("backup_test", 10, true);
     stats.Init();
     for (std::string text : {kBody1, kBody2}) {
@@ -54,48 +58,46 @@ TEST_F(BackupFileTest, TwoRecordsAreWrittenByteForByteAndReadBack) {
         stats.AddAttempt(event);
     }
     stats.SaveAttemptsToBackupFile();
-    const std::string expected =
-        "0x67a13bd5,0x20,0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c"
-        "0x6df05a86,0x20,0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e";
-    EXPECT_EQ(root_.ReadFile(kPath), expected);
-    log_.Clear();
-    EXPECT_EQ(Load(expected), (std::vector<std::string>{kBody1, kBody2}));
+    EXPECT_EQ(root_.ReadFile(kPath), kTwoRecords);
+}
+
+TEST_F(BackupFileTest, LoadReadsEveryRecordWithoutALogLine) {
+    EXPECT_EQ(Load(kTwoRecords), (std::vector<std::string>{kBody1, kBody2}));
     EXPECT_TRUE(log_.Lines().empty());
 }
 
 TEST_F(BackupFileTest, DamagedFilesKeepWhatPrecedesTheDamage) {
     const std::string one = Record(kBody1), two = one + Record(kBody2);
-    std::string flipped = testing::BackupRecordOf(kBody2, 1);
-    struct Case {
+    const std::string flipped = testing::BackupRecordOf(kBody2, 1);
+    const struct {
         const char* what;
         std::string file;
         std::vector<std::string> kept;
         bool mismatch;
     } cases[] = {
         {"empty", "", {}, false},
-        {"cut inside a head", Record(kBody1) + "0x12,0x", {kBody1}, false},
+        {"cut inside a head", one + "0x12,0x", {kBody1}, false},
         {"garbage after the records", two + "junk", {kBody1, kBody2}, false},
         {"cut inside a body", two.substr(0, two.size() - 3), {kBody1}, true},
-        {"bad checksum in the middle", Record(kBody1) + flipped + Record(kBody3), {kBody1}, true},
-        {"a record the parser refuses",
-         Record(kBody1) + Record("a,b") + Record(kBody3),
-         {kBody1, kBody3},
-         false},
+        {"bad checksum in the middle", one + flipped + Record(kBody3), {kBody1}, true},
+        {"a record the parser refuses", one + Record("a,b") + Record(kBody3), {kBody1, kBody3}, false},
         // The missing tail is still in the shared buffer from the previous, equal body.
         {"cut short, completed by stale bytes",
          one + one.substr(0, one.size() - 3),
          {kBody1, kBody1},
          false},
         // Its last byte is set to NUL before the checksum: it never loads.
-        {"length of 1024", Record(kBody1) + Record(std::string(1024, 'a')), {kBody1}, true},
+        {"length of 1024", one + Record(std::string(1024, 'a')), {kBody1}, true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         log_.Clear();
         EXPECT_EQ(Load(c.file), c.kept) << c.what;
         EXPECT_EQ(LoggedMismatch(), c.mismatch) << c.what;
     }
-    // A save writes only what was loaded: the records after a bad one are gone.
-    Load(Record(kBody1) + flipped + Record(kBody3));
+}
+
+TEST_F(BackupFileTest, SaveAfterADamagedLoadDropsTheRecordsAfterTheDamage) {
+    Load(Record(kBody1) + testing::BackupRecordOf(kBody2, 1) + Record(kBody3));
     stats_->SaveAttemptsToBackupFile();
     EXPECT_EQ(root_.ReadFile(kPath), Record(kBody1));
 }
@@ -106,29 +108,30 @@ TEST_F(BackupFileTest, LengthAbove1024TerminatesTheProcess) {
                 ::testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST_F(BackupFileTest, MissingFileAndDirectory) {
-    const std::string open_failed = "Failed to open \"" + std::string(kPath) + "\" with error 2.";
+const std::string kOpenFailed = "Failed to open \"" + std::string(kPath) + "\" with error 2.";
+
+TEST_F(BackupFileTest, InitMakesTheMissingDirectoryAndLogsTheMissingFile) {
     root_.Remove("/data/vendor/fingerprint");
-    EXPECT_TRUE(Load("").empty() && log_.Lines().empty());
-    root_.Remove("/data/vendor/fingerprint");
-    log_.Clear();
     AuthStats stats("backup_test", 10, true);
     stats.Init();
-    EXPECT_TRUE(root_.Exists("/data/vendor/fingerprint"));  // made by Init
+    EXPECT_TRUE(root_.Exists("/data/vendor/fingerprint"));
     EXPECT_EQ(log_.Lines(),
               (std::vector<testing::LogLine>{{ANDROID_LOG_ERROR, "AuthStats",
-                                              "[LoadAttemptsFromBackupFile] " + open_failed}}));
+                                              "[LoadAttemptsFromBackupFile] " + kOpenFailed}}));
+}
 
-    TempRoot bare(TempRoot::kBare);  // no /data/vendor at all: kept in memory, logged
-    log_.Clear();
+TEST_F(BackupFileTest, WithoutItsParentDirectoryTheHistoryLogsEachStep) {
+    TempRoot bare(TempRoot::kBare);
+    AuthStats stats("backup_test", 10, true);
     stats.Init();
     stats.SaveAttemptsToBackupFile();
     EXPECT_EQ(log_.Lines(),
               (std::vector<testing::LogLine>{
                   {ANDROID_LOG_ERROR, "AuthStats",
-                   "[Init] Failed to create directory \"/data/vendor/fingerprint/\" with error 2."},
-                  {ANDROID_LOG_ERROR, "AuthStats", "[LoadAttemptsFromBackupFile] " + open_failed},
-                  {ANDROID_LOG_ERROR, "AuthStats", "[SaveAttemptsToBackupFile] " + open_failed}}));
+                   "[Init] Failed to create directory \"/data/vendor/fingerprint/\" with "
+                   "error 2."},
+                  {ANDROID_LOG_ERROR, "AuthStats", "[LoadAttemptsFromBackupFile] " + kOpenFailed},
+                  {ANDROID_LOG_ERROR, "AuthStats", "[SaveAttemptsToBackupFile] " + kOpenFailed}}));
 }
 
 TEST_F(BackupFileTest, ASaveThatCannotReplaceTheFileLogsItAndLeavesNoNewFile) {
@@ -148,25 +151,33 @@ TEST_F(BackupFileTest, ASaveThatCannotReplaceTheFileLogsItAndLeavesNoNewFile) {
     EXPECT_FALSE(root_.Exists("/data/vendor/fingerprint/.AuthStats.backup_test.new"));
 }
 
-TEST_F(BackupFileTest, NamesAndPaths) {
+TEST_F(BackupFileTest, NameWithASlashChangesTheDirectory) {
     root_.MakeDirs("/data/vendor/fingerprint/AuthStats.sub");
-    AuthStats stats("sub/dir", 10, true);  // a name with "/" changes the directory
+    AuthStats stats("sub/dir", 10, true);
     stats.Init();
     EXPECT_EQ(stats.backup_path_, "/data/vendor/fingerprint/AuthStats.sub/dir");
     stats.SaveAttemptsToBackupFile();
     EXPECT_TRUE(root_.Exists("/data/vendor/fingerprint/AuthStats.sub/dir"));
+}
 
-    std::string name;
-    EXPECT_EQ(BackupKindOfFileName("AuthStats.x.y", &name), &kAuthStatsBackupKind);
-    EXPECT_EQ(name, "x.y");
-    EXPECT_EQ(BackupKindOfFileName("EnrollEventContainer", &name), &kEnrollEventsBackupKind);
-    EXPECT_EQ(BackupKindOfFileName("FingerSizes.thumb", &name), &kFingerSizesBackupKind);
-    EXPECT_EQ(name, "thumb");
-    for (const char* other : {"AuthStats", "AuthStats.", "EnrollEventContainer.x", "notes"}) {
-        EXPECT_EQ(BackupKindOfFileName(other, nullptr), nullptr) << other;
+TEST(BackupFileName, KindAndNameOfAFileName) {
+    const struct {
+        const char* file;
+        const BackupFileKind* kind;
+        std::string name;
+    } cases[] = {{"AuthStats.x.y", &kAuthStatsBackupKind, "x.y"},
+                 {"EnrollEventContainer", &kEnrollEventsBackupKind, ""},
+                 {"FingerSizes.thumb", &kFingerSizesBackupKind, "thumb"},
+                 {"AuthStats", nullptr, "-"},
+                 {"AuthStats.", nullptr, "-"},
+                 {"EnrollEventContainer.x", nullptr, "-"},
+                 {"notes", nullptr, "-"}};
+    for (const auto& c : cases) {
+        std::string name = "-";
+        EXPECT_EQ(BackupKindOfFileName(c.file, &name), c.kind) << c.file;
+        EXPECT_EQ(name, c.name) << c.file;
     }
     EXPECT_EQ(BackupFilePath(kEnrollEventsBackupKind, "/d", "ignored"), "/d/EnrollEventContainer");
-    EXPECT_EQ(FormatBackupRecord(kBody1), Record(kBody1));
 }
 
 }  // namespace

@@ -8,30 +8,55 @@
 namespace android::fp_utils {
 namespace {
 
-void Add(const std::string& msg, time_t when = 0x65e72723) {  // 2024-03-05 14:07:31 UTC
+constexpr time_t kTime = 0x65e72723;  // 2024-03-05 14:07:31 UTC
+
+void Add(const std::string& msg, time_t when = kTime) {
     CriticalErrors::GetInstance()->AddErrorEvent(std::make_shared<ErrorEvent>(msg, when));
 }
 
-// The one list of the process; no other case of this program touches it.
-TEST(CriticalErrors, TheProcessListKeepsTheLast100FromConcurrentProducers) {
-    CriticalErrors* list = CriticalErrors::GetInstance();
-    EXPECT_EQ(testing::DumpText(*list), "Critical Errors:\n");
-    testing::OnThreads(4, [](int) {
-        for (int i = 0; i < 100000; ++i) Add("*racing");
-    });
-    EXPECT_EQ(list->events_.size(), 100u);
+// The one list of the process, emptied before each case.
+class CriticalErrorsTest : public ::testing::Test {
+  protected:
+    void SetUp() override { list_->events_.clear(); }
+    // The dump's lines from `first` on.
+    std::string DumpFrom(const std::string& first) {
+        const std::string text = testing::DumpText(*list_);
+        return text.substr(text.find(first));
+    }
+    CriticalErrors* list_ = CriticalErrors::GetInstance();
+};
 
-    for (int i = 1; i <= 98; ++i) Add("error " + std::to_string(i));
+TEST_F(CriticalErrorsTest, EmptyListDumpsItsTitleOnly) {
+    EXPECT_EQ(testing::DumpText(*list_), "Critical Errors:\n");
+}
+
+TEST_F(CriticalErrorsTest, ConcurrentProducersLeaveTheBoundOf100) {
+    testing::OnThreads(4, [](int) {
+        for (int i = 0; i < 50000; ++i) Add("*racing");
+    });
+    EXPECT_EQ(list_->events_.size(), 100u);
+}
+
+TEST_F(CriticalErrorsTest, KeepsTheLast100InOrderRepeatsIncluded) {
+    for (int i = 1; i <= 99; ++i) Add("error " + std::to_string(i));
     Add("*failed to enable lhbm");
-    Add("*failed to enable lhbm", 0x65e72723 + 61);  // kept twice
-    Add(std::string(200, 'x'));                      // cut with its time at 127 characters
-    list->AddErrorEvent(nullptr);                    // ignored
-    const std::string text = testing::DumpText(*list);
-    EXPECT_EQ(text.substr(0, text.find("  #001")) + text.substr(text.find("  #096")),
-              "Critical Errors:\n  #000 2024-03-05 14:07:31 error 2\n  #096 2024-03-05 14:07:31 "
-              "error 98\n  #097 2024-03-05 14:07:31 *failed to enable lhbm\n  #098 2024-03-05 "
-              "14:08:32 *failed to enable lhbm\n  #099 2024-03-05 14:07:31 " +
-                  std::string(107, 'x') + "\n");
+    Add("*failed to enable lhbm", kTime + 61);
+    const std::string text = testing::DumpText(*list_);
+    EXPECT_EQ(text.substr(0, text.find("  #001")),
+              "Critical Errors:\n  #000 2024-03-05 14:07:31 error 2\n");
+    EXPECT_EQ(DumpFrom("  #098"),
+              "  #098 2024-03-05 14:07:31 *failed to enable lhbm\n"
+              "  #099 2024-03-05 14:08:32 *failed to enable lhbm\n");
+}
+
+TEST_F(CriticalErrorsTest, LongMessageIsCutWithItsTimeAt127Characters) {
+    Add(std::string(200, 'x'));
+    EXPECT_EQ(DumpFrom("  #000"), "  #000 2024-03-05 14:07:31 " + std::string(107, 'x') + "\n");
+}
+
+TEST_F(CriticalErrorsTest, EmptyEventIsIgnored) {
+    list_->AddErrorEvent(nullptr);
+    EXPECT_TRUE(list_->events_.empty());
 }
 
 }  // namespace

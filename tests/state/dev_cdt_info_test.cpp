@@ -22,7 +22,8 @@ TEST(VersionCompareTest, EqualOnlyForTheSameBytes) {
 // Run in a child, whose first GetInstance reads the tree (a second one reads nothing more):
 // writes the six values and the log lines to stderr.
 void FirstReadInChild(const testing::TempRoot& root, const testing::LogCapture& log) {
-    const DevCdtInfo& info = (DevCdtInfo::GetInstance(), DevCdtInfo::GetInstance());
+    DevCdtInfo::GetInstance();
+    const DevCdtInfo& info = DevCdtInfo::GetInstance();
     fprintf(stderr, "%x %x %x %x %x %x\n", info.GetPlatform(), info.GetProduct(), info.GetStage(),
             info.GetMajor(), info.GetMinor(), info.GetVariant());
     for (const testing::LogLine& line : log.Lines()) std::cerr << line << '\n';

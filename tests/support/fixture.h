@@ -4,6 +4,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <iostream>
 
 #include "host/support/log_capture.h"
 #include "host/support/temp_root.h"
@@ -29,6 +32,14 @@ class FpUtilsTest : public ::testing::Test {
     TempRoot root_;
     LogCapture log_;
 };
+
+// Ends the child of a death test: its failed checks go to stderr, where the parent shows them,
+// and the exit status is 1 when there were any.
+[[noreturn]] inline void ExitWithChildResult() {
+    const auto& result = *::testing::UnitTest::GetInstance()->current_test_info()->result();
+    for (int i = 0; i < result.total_part_count(); ++i) std::cerr << result.GetTestPartResult(i);
+    _exit(result.Failed() ? 1 : 0);
+}
 
 }  // namespace testing
 }  // namespace fp_utils

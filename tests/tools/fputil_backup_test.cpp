@@ -52,7 +52,7 @@ class FputilBackupTest : public ::testing::Test {
     testing::TempRoot root_;
 };
 
-TEST_F(FputilBackupTest, SamplesAreWhatTheLibraryWritesTodayAndReadAsSuch) {
+TEST_F(FputilBackupTest, SamplesAreWhatTheLibraryWritesToday) {
     ASSERT_EQ(RunTool(MAKE_SAMPLES_PATH, {root_.dir()}).status, 0);
     for (std::string name : {"AuthStats.fingerprint", "AuthStats.fingerprint-damaged",
                              "EnrollEventContainer", "FingerSizes.fingerprint"}) {
@@ -62,20 +62,26 @@ TEST_F(FputilBackupTest, SamplesAreWhatTheLibraryWritesTodayAndReadAsSuch) {
         EXPECT_EQ(fresh, std::string(std::istreambuf_iterator<char>(committed), {}))
             << name << ": write the samples again with fp_make_samples";
     }
+}
+
+TEST_F(FputilBackupTest, CleanSamplesAreInspectedWithWhatTheHalKeeps) {
     ToolRun run =
         Fputil({"inspect", kSamples + "/AuthStats.fingerprint", kSamples + "/EnrollEventContainer",
                 kSamples + "/FingerSizes.fingerprint"});
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(run.out, HasSubstr("AuthStats \"fingerprint\", AuthEventG7 records, 6645 bytes"));
-    EXPECT_THAT(run.out, HasSubstr("\n  39   6482 "));
-    EXPECT_THAT(run.out, HasSubstr("the HAL keeps 40 records\n  total_attempts:40, "
-                                   "auth_attempts:36, auth_rejects:13, frr:36.11%"));
-    EXPECT_THAT(run.out, HasSubstr("the HAL keeps 14 records\n  Enroll Events:\n    #000 "));
-    EXPECT_THAT(run.out, HasSubstr("the HAL keeps 64 records\n  total_count:64, op1_count:41, "
-                                   "op2_count:23\n  x: p5 "));
+    for (const char* part :
+         {"AuthStats \"fingerprint\", AuthEventG7 records, 6645 bytes", "\n  39   6482 ",
+          "the HAL keeps 40 records\n  total_attempts:40, auth_attempts:36, auth_rejects:13, "
+          "frr:36.11%",
+          "the HAL keeps 14 records\n  Enroll Events:\n    #000 ",
+          "the HAL keeps 64 records\n  total_count:64, op1_count:41, op2_count:23\n  x: p5 "}) {
+        EXPECT_THAT(run.out, HasSubstr(part));
+    }
     EXPECT_THAT(run.out, Not(HasSubstr("NOT CLEAN")));
+}
 
-    run = Fputil({"inspect", "--json", kSamples + "/AuthStats.fingerprint-damaged"});
+TEST_F(FputilBackupTest, DamagedSampleIsReportedInJsonAndExitsOne) {
+    ToolRun run = Fputil({"inspect", "--json", kSamples + "/AuthStats.fingerprint-damaged"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out.front(), '[');
     for (const char* part : {"\"verdict\": \"bad-checksum\"", "\"damage_offset\": 2833",
@@ -86,42 +92,56 @@ TEST_F(FputilBackupTest, SamplesAreWhatTheLibraryWritesTodayAndReadAsSuch) {
 
 // What the HAL keeps of each kind of damage is the loader's business; here, what is said.
 TEST_F(FputilBackupTest, EachKindOfDamageIsNamed) {
-    std::string three = Records(3), one = Records(1);
-    const std::pair<std::string, std::string> cases[] = {
-        {three + "junk", "4 bytes at offset 393 are not a record head"},
+    const std::string three = Records(3), one = Records(1);
+    const struct {
+        const char* what;
+        std::string bytes, said;
+    } cases[] = {
+        {"garbage", three + "junk", "4 bytes at offset 393 are not a record head"},
         // The missing tail equals the previous record's: the stale buffer completes it.
-        {one + one.substr(0, one.size() - 3), "record #1 is cut short"},
-        {three + "0x0,0x401," + std::string(1025, 'x'), "the HAL's process terminates"},
-        {three + FormatBackupRecord("0x1,0x2"),
+        {"cut short", one + one.substr(0, one.size() - 3), "record #1 is cut short"},
+        {"too long", three + "0x0,0x401," + std::string(1025, 'x'), "the HAL's process terminates"},
+        {"refused", three + FormatBackupRecord("0x1,0x2"),
          "1 record refused by the record parser: the HAL skips it\n  the HAL keeps 3"},
     };
-    for (const auto& [bytes, said] : cases) {
-        ToolRun run = Fputil({"inspect", Put("AuthStats.x", bytes)});
-        EXPECT_EQ(run.status, 1) << said;
-        EXPECT_THAT(run.out, HasSubstr(said));
+    for (const auto& c : cases) {
+        ToolRun run = Fputil({"inspect", Put("AuthStats.x", c.bytes)});
+        EXPECT_EQ(run.status, 1) << c.what;
+        EXPECT_THAT(run.out, HasSubstr(c.said)) << c.what;
     }
+}
+
+TEST_F(FputilBackupTest, RefusedRecordShowsTheHalsLogLine) {
     EXPECT_THAT(Fputil({"inspect", Put("FingerSizes.x", FormatBackupRecord("x,1,2"))}).out,
                 HasSubstr("E/FingerSizes: [virtual bool android::fp_utils::FingerSize::"
                           "LoadFromBackupString(std::string &)] failed to parse str:'x,1,2'"));
 }
 
-TEST_F(FputilBackupTest, OptionsAndTheBackupDirectoryOfAPulledTree) {
-    ToolRun run = Fputil({"inspect", "--limit", "2", Put("AuthStats.five", Records(5))});
-    EXPECT_THAT(run.out, HasSubstr("the HAL keeps 2 records\n  total_attempts:2"));
+TEST_F(FputilBackupTest, LimitKeepsTheNewest) {
+    EXPECT_THAT(Fputil({"inspect", "--limit", "2", Put("AuthStats.five", Records(5))}).out,
+                HasSubstr("the HAL keeps 2 records\n  total_attempts:2"));
+}
 
-    // Base records: told from the records, refused when G7 is asked for.
+TEST_F(FputilBackupTest, BaseRecordsAreToldFromTheRecordsAndRefusedAsG7) {
     std::string base = Put("AuthStats.base", FormatBackupRecord(AuthEvent().ToBackupString()));
     EXPECT_THAT(Fputil({"inspect", base}).out, HasSubstr("AuthEvent records"));
     EXPECT_EQ(Fputil({"inspect", "--class", "G7", base}).status, 1);
-    // A renamed file: the kind is named on the command line.
-    std::string renamed = Put("pulled", FormatBackupRecord("0x1,0,0x1,0x0,0x1,0x2,3.50,0x1"));
-    run = Fputil({"inspect", "--kind", "enroll", renamed});
-    EXPECT_THAT(run.out, HasSubstr("E/EnrollEventG7: [virtual bool android::fp_utils::"
-                                   "EnrollEventG7::LoadFromBackupString(std::string &)] failed"));
+}
 
+TEST_F(FputilBackupTest, KindOfARenamedFileIsNamedOnTheCommandLine) {
+    std::string renamed = Put("pulled", FormatBackupRecord("0x1,0,0x1,0x0,0x1,0x2,3.50,0x1"));
+    EXPECT_THAT(Fputil({"inspect", "--kind", "enroll", renamed}).out,
+                HasSubstr("E/EnrollEventG7: [virtual bool android::fp_utils::"
+                          "EnrollEventG7::LoadFromBackupString(std::string &)] failed"));
+}
+
+TEST_F(FputilBackupTest, RootInspectsTheBackupFilesOfAPulledTreeInOrder) {
+    Put("AuthStats.five", Records(5));
+    Put("AuthStats.base", Records(1));
     Put("EnrollEventContainer", "");
     Put("FingerSizes.index", FormatBackupRecord("1,7.3,9.8"));
-    run = Fputil({"inspect", "--root", root_.dir()});
+    Put("pulled", "");
+    ToolRun run = Fputil({"inspect", "--root", root_.dir()});
     EXPECT_EQ(run.status, 0) << run.out;
     size_t a = run.out.find("AuthStats.base: AuthStats \"base\"");
     size_t b = run.out.find("AuthStats.five: AuthStats \"five\"");
@@ -130,13 +150,16 @@ TEST_F(FputilBackupTest, OptionsAndTheBackupDirectoryOfAPulledTree) {
     EXPECT_THAT(run.out, HasSubstr("EnrollEventContainer: EnrollEventContainer,"));
     EXPECT_THAT(run.out, HasSubstr("FingerSizes.index: FingerSizes \"index\""));
     EXPECT_THAT(run.out, Not(HasSubstr("pulled")));
-    // A bare file name with --root is taken from the backup directory.
+}
+
+TEST_F(FputilBackupTest, BareFileNameWithRootIsTakenFromTheBackupDirectory) {
+    Put("FingerSizes.index", FormatBackupRecord("1,7.3,9.8"));
     EXPECT_THAT(Fputil({"inspect", "--root", root_.dir(), "FingerSizes.index"}).out,
                 HasSubstr("the HAL keeps 1 record\n"));
 }
 
 TEST_F(FputilBackupTest, BadArgumentsExitTwoWithAUsageLine) {
-    std::vector<std::vector<std::string>> bad = {
+    const std::vector<std::vector<std::string>> bad = {
         {"inspect"},
         {"inspect", "--bogus", "x"},
         {"inspect", "--limit", "abc", "x"},
@@ -201,10 +224,11 @@ TEST(FputilJson, StringsEscapeEveryByteThatIsNotWellFormedUtf8) {
     for (const auto& [text, json] : cases) EXPECT_EQ(fputil::JsonString(text), json) << json;
 }
 
+// A refused record is dropped; the bad checksum loses the rest.
 TEST_F(FputilBackupTest, RepairKeepsTheOriginalAndLeavesWhatTheHalLoads) {
-    std::string damaged = Records(4) + FormatBackupRecord("0x1,0x2") + Records(2) + "0x0,0x20," +
-                          std::string(32, 'z') + Records(3);  // the bad checksum loses the rest
-    std::string path = Put("AuthStats.fix", damaged);
+    const std::string damaged = Records(4) + FormatBackupRecord("0x1,0x2") + Records(2) +
+                                "0x0,0x20," + std::string(32, 'z') + Records(3);
+    const std::string path = Put("AuthStats.fix", damaged);
     ToolRun run = Fputil({"repair", path});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("original kept as " + path + ".orig"));
@@ -212,12 +236,18 @@ TEST_F(FputilBackupTest, RepairKeepsTheOriginalAndLeavesWhatTheHalLoads) {
     EXPECT_THAT(run.out, HasSubstr("now 6 records"));
     EXPECT_EQ(root_.ReadFile(kDir + "AuthStats.fix.orig"), damaged);
     EXPECT_EQ(root_.ReadFile(kDir + "AuthStats.fix"), Records(4) + Records(2));
-    // A second repair finds nothing to do.
+}
+
+TEST_F(FputilBackupTest, SecondRepairFindsNothingToDo) {
+    const std::string path = Put("AuthStats.fix", Records(2) + "junk");
+    ASSERT_EQ(Fputil({"repair", path}).status, 0);
     EXPECT_THAT(Fputil({"repair", path}).out, HasSubstr("nothing to repair"));
     EXPECT_FALSE(root_.Exists(kDir + "AuthStats.fix.orig.1"));
+}
 
-    // A record longer than the HAL's buffer: what precedes it is kept.
-    path = Put("AuthStats.long", Records(2) + "0x0,0x500," + std::string(1280, 'x'));
+TEST_F(FputilBackupTest, RepairKeepsWhatPrecedesARecordLongerThanTheHalsBuffer) {
+    const std::string path =
+        Put("AuthStats.long", Records(2) + "0x0,0x500," + std::string(1280, 'x'));
     EXPECT_EQ(Fputil({"repair", path}).status, 0);
     EXPECT_EQ(root_.ReadFile(kDir + "AuthStats.long"), Records(2));
 }
