@@ -9,21 +9,16 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
-#include <thread>
 
 namespace android {
 namespace fp_utils {
 
-// Takes `lock` (deferred), or returns false as soon as `stopping` is seen set while the mutex
-// is held by someone else. The flag is looked at every 200 microseconds. The mutex is only ever
-// tried, never waited for with a time limit: a timed wait goes through
-// pthread_mutex_clocklock, which clang 14's ThreadSanitizer does not intercept, so it would
-// not see the lock taken and would report every access under it as a race.
+// Takes `lock` (deferred, on a timed mutex), or returns false as soon as `stopping` is seen set
+// while the mutex is held by someone else. The flag is looked at every two milliseconds.
 inline bool LockUnlessStopping(std::unique_lock<std::timed_mutex>& lock,
                                const std::atomic<bool>& stopping) {
-    while (!lock.try_lock()) {
+    while (!lock.try_lock_for(std::chrono::milliseconds(2))) {
         if (stopping) return false;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
     return true;
 }
