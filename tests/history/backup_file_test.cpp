@@ -134,6 +134,23 @@ TEST_F(BackupFileTest, WithoutItsParentDirectoryTheHistoryLogsEachStep) {
                   {ANDROID_LOG_ERROR, "AuthStats", "[SaveAttemptsToBackupFile] " + kOpenFailed}}));
 }
 
+TEST_F(BackupFileTest, ASaveThatCannotReplaceTheFileLogsItAndLeavesNoNewFile) {
+    root_.WriteFile(std::string(kPath) + "/kept", "x");  // a directory where the file belongs
+    AuthStats stats("backup_test", 10, true);
+    stats.Init();
+    log_.Clear();
+    auto event = stats.CreateAttempt();
+    event->acquired_info = 1;
+    event->auth_successful = true;
+    stats.AddAttempt(event);  // a match saves
+    EXPECT_EQ(log_.Lines(),
+              (std::vector<testing::LogLine>{{ANDROID_LOG_ERROR, "AuthStats",
+                                              "[SaveAttemptsToBackupFile] Failed to write \"" +
+                                                  std::string(kPath) + "\" with error 21."}}));
+    EXPECT_EQ(root_.ReadFile(std::string(kPath) + "/kept"), "x");
+    EXPECT_FALSE(root_.Exists("/data/vendor/fingerprint/.AuthStats.backup_test.new"));
+}
+
 TEST_F(BackupFileTest, NameWithASlashChangesTheDirectory) {
     root_.MakeDirs("/data/vendor/fingerprint/AuthStats.sub");
     AuthStats stats("sub/dir", 10, true);
