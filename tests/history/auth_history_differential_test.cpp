@@ -122,7 +122,7 @@ class Generator {
             const size_t at = rng_() % (text.size() + 1);
             const char* inserts[] = {
                 " ",  "+",  "-",       "0x",   "0X",        "00000000000",
-                "e5", ",",  "x",       "F",    "nan",       std::string(1, '\0').c_str(),
+                "e5", ",",  "x",       "F",    "nan",       "",  // a NUL, inserted below
                 ".",  "\n", "1.5e-3,", "0x1,", "ffffffffff"};
             const size_t pick = rng_() % (sizeof(inserts) / sizeof(inserts[0]));
             switch (rng_() % 4) {
