@@ -232,8 +232,18 @@ std::string FormatBackupRecord(const std::string& body) {
     return record;
 }
 
+std::string BackupWriter::NewFilePath(const std::string& host_path) {
+    const size_t slash = host_path.find_last_of('/');
+    const size_t name = slash == std::string::npos ? 0 : slash + 1;
+    return host_path.substr(0, name) + "." + host_path.substr(name) + ".new";
+}
+
 BackupWriter::BackupWriter(const BackupFileKind& kind, const std::string& path)
-    : file_(fopen(DevicePath(path).c_str(), "w")) {
+    : kind_(kind),
+      path_(path),
+      host_path_(DevicePath(path)),
+      new_path_(NewFilePath(host_path_)),
+      file_(fopen(new_path_.c_str(), "w")) {
     if (file_ == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, kind.tag, "[%s] Failed to open \"%s\" with error %d.",
                             kind.save_operation, path.c_str(), errno);
@@ -247,7 +257,9 @@ constexpr size_t kWritePiece = 64 << 10;
 }  // namespace
 
 BackupWriter::~BackupWriter() {
-    Flush();
+    if (file_ == nullptr) return;
+    file_.reset();
+    unlink(new_path_.c_str());
 }
 
 void BackupWriter::Write(const std::string& body) {
@@ -258,8 +270,24 @@ void BackupWriter::Write(const std::string& body) {
 
 void BackupWriter::Flush() {
     if (file_ == nullptr || pending_.empty()) return;
-    fwrite(pending_.data(), 1, pending_.size(), file_.get());
+    if (fwrite(pending_.data(), 1, pending_.size(), file_.get()) != pending_.size() &&
+        write_errno_ == 0) {
+        write_errno_ = errno != 0 ? errno : EIO;
+    }
     pending_.clear();
+}
+
+bool BackupWriter::Commit() {
+    if (file_ == nullptr) return false;
+    Flush();
+    int error = write_errno_;
+    if (fclose(file_.release()) != 0 && error == 0) error = errno;
+    if (error == 0 && rename(new_path_.c_str(), host_path_.c_str()) != 0) error = errno;
+    if (error == 0) return true;
+    unlink(new_path_.c_str());
+    __android_log_print(ANDROID_LOG_ERROR, kind_.tag, "[%s] Failed to write \"%s\" with error %d.",
+                        kind_.save_operation, path_.c_str(), error);
+    return false;
 }
 
 }  // namespace fp_utils

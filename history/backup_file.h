@@ -118,12 +118,19 @@ void AppendBackupRecord(const std::string& body, std::string* out);
 // The same record as a string.
 std::string FormatBackupRecord(const std::string& body);
 
-// Writes records to a file that it opens, truncated, and owns. Records are gathered and
-// written in pieces of about 64 KiB, the last one when the writer goes; write errors are not
-// looked at, as the HAL's writer does not look at them either.
+// Writes a new history beside the backup file and puts it in the file's place in one step.
+//
+// The records go to a hidden file in the same directory (".<file name>.new"); Commit closes
+// it and renames it over the backup file. A process killed at any moment therefore leaves the
+// backup file as it was before the save or as it is after it, never cut; at worst a stale
+// ".new" file stays behind, which the next save overwrites. Nothing is synced to storage: a
+// power loss shortly after a save may still lose it. A writer that goes without Commit, or
+// whose writes failed, removes its new file and leaves the backup file as it was. Records are
+// gathered and written in pieces of about 64 KiB.
 class BackupWriter {
   public:
-    // Opens `path` (a device path); a failure is logged as `kind` says, and ok() is false.
+    // Opens the new file beside `path` (a device path); a failure is logged with `path` as
+    // `kind` says, and ok() is false.
     BackupWriter(const BackupFileKind& kind, const std::string& path);
     ~BackupWriter();
     BackupWriter(const BackupWriter&) = delete;
@@ -141,13 +148,24 @@ class BackupWriter {
         std::forward<AppendBody>(append_body)(&body_);
         Write(body_);
     }
+    // Replaces the backup file with what was written. False, logged, and the backup file
+    // left as it was when a write, the close or the rename failed.
+    bool Commit();
+
+    // Where the new file of the backup file at `host_path` is written.
+    static std::string NewFilePath(const std::string& host_path);
 
   private:
     void Flush();
 
+    const BackupFileKind& kind_;
+    std::string path_;  // device path, for the log
+    std::string host_path_;
+    std::string new_path_;  // on the host
     UniqueFile file_;
-    std::string pending_;
-    std::string body_;
+    std::string pending_;  // records not yet written
+    std::string body_;     // the record being formatted
+    int write_errno_ = 0;  // first failed write
 };
 
 // Whether records of type R can append their backup string to a caller's string.
@@ -157,9 +175,9 @@ template <typename R>
 struct AppendsBackupString<R, std::void_t<decltype(std::declval<const R&>().AppendBackupString(
                                   std::declval<std::string*>()))>> : std::true_type {};
 
-// The write procedure: truncates `path` and writes one record per backup string of `records`
-// (a sequence of pointers to records with ToBackupString(), and AppendBackupString() where
-// they have it), front to back.
+// The write procedure: replaces the file at `path` by one record per backup string of
+// `records` (a sequence of pointers to records with ToBackupString(), and AppendBackupString()
+// where they have it), front to back.
 template <typename Records>
 void SaveBackupFile(const BackupFileKind& kind, const std::string& path, const Records& records) {
     BackupWriter writer(kind, path);
@@ -172,6 +190,7 @@ void SaveBackupFile(const BackupFileKind& kind, const std::string& path, const R
             writer.Write(record->ToBackupString());
         }
     }
+    writer.Commit();
 }
 
 }  // namespace fp_utils

@@ -40,7 +40,9 @@ DevCdtInfo::DevCdtInfo() {
 
 uint32_t DevCdtInfo::GetDevCdtInfoItem(const char* item) {
     const std::string path = kDevCdtInfoDir + "/" + item;
-    int fd = open(DevicePath(path).c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking, so that an item that is a FIFO or a device reads as what is there now
+    // instead of holding up the HAL's start-up; a regular file reads the same either way.
+    int fd = open(DevicePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
         __android_log_print(ANDROID_LOG_ERROR, kTag, "Failed to open \"%s\" with error %d.",
                             path.c_str(), errno);

@@ -78,7 +78,7 @@ int FpStateTracker::WaitForState(fp_state_t state, unsigned int timeout_ms) {
 }
 
 int FpStateTracker::GetFingerDownTime(char* buf, size_t size) {
-    struct tm local;
+    struct tm local = {};  // all zero should the time not convert
     time_t seconds = finger_down_time_.tv_sec;
     localtime_r(&seconds, &local);
     return snprintf(buf, size, "%04d-%02d-%02d-%02d-%02d-%02d-%03ld", local.tm_year + 1900,

@@ -23,7 +23,7 @@ std::string FormatLocalTime(time_t t) {
     const struct tm* local = localtime(&t);
     char buf[kShortText] = {};
     if (local == nullptr || strftime(buf, sizeof(buf), "%Y-%m-%d %H:%M:%S", local) == 0) {
-        return "";
+        return kUnconvertibleTime;
     }
     return buf;
 }

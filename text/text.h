@@ -22,9 +22,13 @@ std::string FormatFixed(size_t size, const char* format, ...) __attribute__((for
 std::string VFormatFixed(size_t size, const char* format, va_list args)
     __attribute__((format(printf, 2, 0)));
 
-// `t` in the device's time zone as "%Y-%m-%d %H:%M:%S"; empty when it cannot be converted.
-// Uses the shared result of localtime(), like the rest of the HAL's dump code: not
-// re-entrant.
+// What FormatLocalTime gives for a time that localtime() cannot convert (its year does not
+// fit): as wide as a converted time, so that dump columns stay aligned.
+constexpr char kUnconvertibleTime[] = "<time out of range>";
+
+// `t` in the device's time zone as "%Y-%m-%d %H:%M:%S", or kUnconvertibleTime. Any value is
+// accepted: a time read from a damaged or hostile file prints as the placeholder. Uses the
+// shared result of localtime(), like the rest of the HAL's dump code: not re-entrant.
 std::string FormatLocalTime(time_t t);
 
 }  // namespace fp_utils

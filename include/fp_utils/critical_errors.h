@@ -27,7 +27,8 @@ class FP_UTILS_EXPORT ErrorEvent {
     // "<local time> <error_msg>", cut at 127 characters.
     virtual std::string ToDebugString() const;
 
-    // `time` as local time, "%Y-%m-%d %H:%M:%S".
+    // `time` as local time, "%Y-%m-%d %H:%M:%S"; "<time out of range>" for a time whose year
+    // does not fit (any value is safe to format).
     std::string GetLocalTime() const;
 
     std::string error_msg;

@@ -36,7 +36,8 @@ class FP_UTILS_EXPORT EnrollEvent {
     // fields could be read.
     virtual bool LoadFromBackupString(std::string& text);
 
-    // `time` as local time, "%Y-%m-%d %H:%M:%S".
+    // `time` as local time, "%Y-%m-%d %H:%M:%S"; "<time out of range>" for a time whose year
+    // does not fit (any value is safe to format).
     std::string GetLocalTime() const;
 
     time_t time = 0;

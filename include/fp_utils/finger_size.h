@@ -25,8 +25,9 @@ namespace fp_utils {
 
 class FP_UTILS_EXPORT FingerSize {
   public:
-    // Which length to take; any value but X takes the second one.
-    enum Axis { X = 0, Y = 1 };
+    // Which length to take; any value but X takes the second one. The fixed underlying type
+    // makes every int32_t value a valid Axis.
+    enum Axis : int32_t { X = 0, Y = 1 };
 
     virtual ~FingerSize() = default;
 

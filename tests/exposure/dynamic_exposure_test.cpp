@@ -35,21 +35,24 @@ void Record(void* ctx, float expo, float base) {
     static_cast<decltype(seen)*>(ctx)->emplace_back(expo, base);
 }
 
-// The child's part of IN_CHILD: the feature `on`, the tunables set to `values`, Record as the
-// callback, then `body`. A child's failed checks go to stderr, where the parent shows them.
-void Child(bool on, const std::vector<std::string>& values, void (*body)(DynamicExposure&)) {
-    android::base::SetProperty(kFlag, on ? "true" : "");
-    for (size_t i = 0; i < values.size(); ++i)
-        android::base::SetProperty(kPrefix + std::string(kProps[i]), values[i]);
-    DynamicExposure::GetInstance().SetExpoChangedCallback(&seen, Record);
-    body(DynamicExposure::GetInstance());
-    testing::ExitWithChildResult();
+// Runs `body` in a child with the feature `on`, the tunables set to `values` and Record as the
+// callback.
+void InChild(bool on, const std::vector<std::string>& values, void (*body)(DynamicExposure&)) {
+    testing::InChild([&] {
+        android::base::SetProperty(kFlag, on ? "true" : "");
+        for (size_t i = 0; i < values.size(); ++i)
+            android::base::SetProperty(kPrefix + std::string(kProps[i]), values[i]);
+        DynamicExposure::GetInstance().SetExpoChangedCallback(&seen, Record);
+        body(DynamicExposure::GetInstance());
+    });
 }
-#define IN_CHILD(...) EXPECT_EXIT(Child(__VA_ARGS__), ::testing::ExitedWithCode(0), "")
 
 void Feed(int n, bool ok, int32_t iq, int32_t raw, int8_t acquired = 1) {
     auto e = std::make_shared<AuthEventG7>();
-    e->acquired_info = acquired, e->auth_successful = ok, e->iq = iq, e->rawmean_delta = raw;
+    e->acquired_info = acquired;
+    e->auth_successful = ok;
+    e->iq = iq;
+    e->rawmean_delta = raw;
     for (int i = 0; i < n; ++i) DynamicExposure::GetInstance().FeedAuthAttempt(e);
 }
 
@@ -83,7 +86,7 @@ std::vector<std::pair<float, float>> Moves(std::initializer_list<float> expos) {
 }
 
 TEST(DynamicExposure, FlagSetAfterTheFirstReadLeavesTheFeatureOff) {
-    IN_CHILD(false, {}, [](auto&) {
+    InChild(false, {}, [](auto&) {
         android::base::SetProperty(kFlag, "true");
         EXPECT_FALSE(IsDynamicExposureSupported());
         ExpectDump({});
@@ -92,7 +95,7 @@ TEST(DynamicExposure, FlagSetAfterTheFirstReadLeavesTheFeatureOff) {
 
 // This calibration rounds differently at step 1 in any other order of the arithmetic.
 TEST(DynamicExposure, StepWorksWithTheFeatureOffInFloatArithmetic) {
-    IN_CHILD(false, {}, [](auto&) {
+    InChild(false, {}, [](auto&) {
         const float cali = 10.1479998f, cali_base = 12.1160002f, base = cali_base + 1000.0f / 60;
         Calibrate(cali, cali_base, {kStepUp});
         EXPECT_EQ(seen, (decltype(seen){{(cali * base) / cali_base, base}}));
@@ -100,7 +103,7 @@ TEST(DynamicExposure, StepWorksWithTheFeatureOffInFloatArithmetic) {
 }
 
 TEST(DynamicExposure, DumpShowsTheTunablesReadFromTheirProperties) {
-    IN_CHILD(true, kTunables, [](auto& de) {
+    InChild(true, kTunables, [](auto& de) {
         ExpectDump({4, 500, 50, 60, 200, 100, 120000, 8000},
                    "0 attempts:\n    FRR: 0.00%\n    Avg IQ: 0.00\n    Avg raw mean: 0.00\n");
         EXPECT_EQ(de.auth_stats->max_attempts_, 4u);
@@ -108,7 +111,7 @@ TEST(DynamicExposure, DumpShowsTheTunablesReadFromTheirProperties) {
 }
 
 TEST(DynamicExposure, StepNeedsACalibrationAndACallback) {
-    IN_CHILD(true, kTunables, [](auto& de) {
+    InChild(true, kTunables, [](auto& de) {
         testing::LogCapture log;
         de.SetExpoChangedCallback(nullptr, nullptr);
         Calibrate(118, 0, {kStepUp});
@@ -123,7 +126,7 @@ TEST(DynamicExposure, StepNeedsACalibrationAndACallback) {
 }
 
 TEST(DynamicExposure, StepOntoTheUpperBoundIsTakenAndBeyondItRefused) {
-    IN_CHILD(true, kTunables, [](auto&) {
+    InChild(true, kTunables, [](auto&) {
         testing::LogCapture log;
         Calibrate(118, 118, {kStepUp, kStepUp});
         EXPECT_EQ(seen, Moves({120}));
@@ -139,7 +142,7 @@ TEST(DynamicExposure, StepOntoTheUpperBoundIsTakenAndBeyondItRefused) {
 }
 
 TEST(DynamicExposure, StepBelowTheLowerBoundIsRefused) {
-    IN_CHILD(true, kTunables, [](auto&) {
+    InChild(true, kTunables, [](auto&) {
         testing::LogCapture log;
         Calibrate(12, 12, {kStepDown, kStepDown, kStepDown});
         EXPECT_EQ(seen, Moves({10, 8}));
@@ -150,7 +153,7 @@ TEST(DynamicExposure, StepBelowTheLowerBoundIsRefused) {
 
 // Only the direction of a step is bounded, and a recalibration re-applies the steps taken.
 TEST(DynamicExposure, RecalibrationAndStepsAwayFromABoundAreNotBounded) {
-    IN_CHILD(true, kTunables, [](auto&) {
+    InChild(true, kTunables, [](auto&) {
         testing::LogCapture log;
         Calibrate(10, 10, {kStepDown});  // step -1
         Calibrate(6, 6, {kStepUp});      // 4 at step -1, then 6
@@ -164,22 +167,16 @@ TEST(DynamicExposure, RecalibrationAndStepsAwayFromABoundAreNotBounded) {
 // Four attempts, over 50 % rejected, IQ below 60 and raw mean above 200 is too bright; the
 // step clears the statistics, so the three fresh attempts after it are too few.
 TEST(DynamicExposure, FeedStepsDownWhenTooBrightAndTheStepClearsTheStatistics) {
-    IN_CHILD(true, kTunables, [](auto&) {
+    InChild(true, kTunables, [](auto&) {
         Calibrate(20, 20);
         Feed(7, false, 50, 250);
         EXPECT_EQ(seen, Moves({18}));
     });
 }
 
-TEST(DynamicExposure, UnparsableTunablesFallBackToTheDefaults) {
-    IN_CHILD(true, kUnparsable, [](auto&) {
-        ExpectDump({10, 60, 20, 28, 2500, 1500, 150000, 10000},
-                   "0 attempts:\n    FRR: 0.00%\n    Avg IQ: 0.00\n    Avg raw mean: 0.00\n");
-    });
-}
-
+// Unparsable tunables fall back to the defaults, which the dump shows.
 TEST(DynamicExposure, RefusedStepKeepsTheStatistics) {
-    IN_CHILD(true, kUnparsable, [](auto&) {
+    InChild(true, kUnparsable, [](auto&) {
         Calibrate(149, 149);
         Feed(10, false, 10, 900);  // up to 165.667: beyond the bound
         EXPECT_TRUE(seen.empty());
@@ -191,7 +188,7 @@ TEST(DynamicExposure, RefusedStepKeepsTheStatistics) {
 // Defaults: ten attempts held, more than 20 % rejected, mean IQ below 28, mean raw mean below
 // 1500 (up) or above 2500 (down); each threshold must be passed, not met.
 TEST(DynamicExposure, FeedStepsOnlyPastEveryThreshold) {
-    IN_CHILD(true, kUnparsable, [](auto& de) {
+    InChild(true, kUnparsable, [](auto& de) {
         testing::LogCapture log;
         Calibrate(50, 50);
         enum Step { kNone, kUp, kDown };

@@ -15,16 +15,13 @@ namespace android {
 namespace fp_utils {
 namespace {
 
+using testing::BackupRecordOf;
 using testing::TempRoot;
 
 constexpr char kPath[] = "/data/vendor/fingerprint/AuthStats.backup_test";
 const std::string kBody1 = "0x67a1b2c3,0x1,0x1,0x2,0x96,0x3c";
 const std::string kBody2 = "0x67a1b2d0,0x1,0x0,0x0,0x9c,0x2e";
 const std::string kBody3 = "0x67a1b2e0,0x3,0x0,0x0,0x0,0x0";
-
-std::string Record(const std::string& body) {
-    return testing::BackupRecordOf(body);
-}
 
 class BackupFileTest : public testing::FpUtilsTest {
   protected:
@@ -67,8 +64,8 @@ TEST_F(BackupFileTest, LoadReadsEveryRecordWithoutALogLine) {
 }
 
 TEST_F(BackupFileTest, DamagedFilesKeepWhatPrecedesTheDamage) {
-    const std::string one = Record(kBody1), two = one + Record(kBody2);
-    const std::string flipped = testing::BackupRecordOf(kBody2, 1);
+    const std::string one = BackupRecordOf(kBody1), two = one + BackupRecordOf(kBody2);
+    const std::string flipped = BackupRecordOf(kBody2, 1);
     const struct {
         const char* what;
         std::string file;
@@ -79,15 +76,18 @@ TEST_F(BackupFileTest, DamagedFilesKeepWhatPrecedesTheDamage) {
         {"cut inside a head", one + "0x12,0x", {kBody1}, false},
         {"garbage after the records", two + "junk", {kBody1, kBody2}, false},
         {"cut inside a body", two.substr(0, two.size() - 3), {kBody1}, true},
-        {"bad checksum in the middle", one + flipped + Record(kBody3), {kBody1}, true},
-        {"a record the parser refuses", one + Record("a,b") + Record(kBody3), {kBody1, kBody3}, false},
+        {"bad checksum in the middle", one + flipped + BackupRecordOf(kBody3), {kBody1}, true},
+        {"a record the parser refuses",
+         one + BackupRecordOf("a,b") + BackupRecordOf(kBody3),
+         {kBody1, kBody3},
+         false},
         // The missing tail is still in the shared buffer from the previous, equal body.
         {"cut short, completed by stale bytes",
          one + one.substr(0, one.size() - 3),
          {kBody1, kBody1},
          false},
         // Its last byte is set to NUL before the checksum: it never loads.
-        {"length of 1024", one + Record(std::string(1024, 'a')), {kBody1}, true},
+        {"length of 1024", one + BackupRecordOf(std::string(1024, 'a')), {kBody1}, true},
     };
     for (const auto& c : cases) {
         log_.Clear();
@@ -97,14 +97,14 @@ TEST_F(BackupFileTest, DamagedFilesKeepWhatPrecedesTheDamage) {
 }
 
 TEST_F(BackupFileTest, SaveAfterADamagedLoadDropsTheRecordsAfterTheDamage) {
-    Load(Record(kBody1) + testing::BackupRecordOf(kBody2, 1) + Record(kBody3));
+    Load(BackupRecordOf(kBody1) + BackupRecordOf(kBody2, 1) + BackupRecordOf(kBody3));
     stats_->SaveAttemptsToBackupFile();
-    EXPECT_EQ(root_.ReadFile(kPath), Record(kBody1));
+    EXPECT_EQ(root_.ReadFile(kPath), BackupRecordOf(kBody1));
 }
 
 TEST_F(BackupFileTest, LengthAbove1024TerminatesTheProcess) {
     // The log capture holds the fatal line in the child; the abort is what counts.
-    EXPECT_EXIT(Load(Record(kBody1) + "0x0,0x401," + std::string(1025, 'a')),
+    EXPECT_EXIT(Load(BackupRecordOf(kBody1) + "0x0,0x401," + std::string(1025, 'a')),
                 ::testing::KilledBySignal(SIGABRT), "");
 }
 
@@ -132,6 +132,23 @@ TEST_F(BackupFileTest, WithoutItsParentDirectoryTheHistoryLogsEachStep) {
                    "error 2."},
                   {ANDROID_LOG_ERROR, "AuthStats", "[LoadAttemptsFromBackupFile] " + kOpenFailed},
                   {ANDROID_LOG_ERROR, "AuthStats", "[SaveAttemptsToBackupFile] " + kOpenFailed}}));
+}
+
+TEST_F(BackupFileTest, ASaveThatCannotReplaceTheFileLogsItAndLeavesNoNewFile) {
+    root_.WriteFile(std::string(kPath) + "/kept", "x");  // a directory where the file belongs
+    AuthStats stats("backup_test", 10, true);
+    stats.Init();
+    log_.Clear();
+    auto event = stats.CreateAttempt();
+    event->acquired_info = 1;
+    event->auth_successful = true;
+    stats.AddAttempt(event);  // a match saves
+    EXPECT_EQ(log_.Lines(),
+              (std::vector<testing::LogLine>{{ANDROID_LOG_ERROR, "AuthStats",
+                                              "[SaveAttemptsToBackupFile] Failed to write \"" +
+                                                  std::string(kPath) + "\" with error 21."}}));
+    EXPECT_EQ(root_.ReadFile(std::string(kPath) + "/kept"), "x");
+    EXPECT_FALSE(root_.Exists("/data/vendor/fingerprint/.AuthStats.backup_test.new"));
 }
 
 TEST_F(BackupFileTest, NameWithASlashChangesTheDirectory) {

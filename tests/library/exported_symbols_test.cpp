@@ -9,73 +9,35 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <map>
-#include <set>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-struct Marked {
-    std::string name;  // qualified, e.g. "android::fp_utils::AuthStats"
-};
-
-// The source text with comments, string literals and preprocessor lines removed.
-std::string Code(const std::string& text) {
-    std::string out;
-    bool line_start = true;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (line_start && text[i] == '#') {
-            while (i < text.size() && text[i] != '\n') i += text[i] == '\\' ? 2 : 1;
-        } else if (text.compare(i, 2, "//") == 0) {
-            i = text.find('\n', i) - 1;
-        } else if (text.compare(i, 2, "/*") == 0) {
-            i = text.find("*/", i) + 1;
-        } else if (text[i] == '"') {
-            for (++i; text[i] != '"'; ++i) i += text[i] == '\\';
-        } else {
-            out += text[i];
-        }
-        if (i < text.size() && !isspace(static_cast<unsigned char>(text[i]))) line_start = false;
-        if (i < text.size() && text[i] == '\n') line_start = true;
-    }
-    return out;
-}
-
-std::vector<std::string> Tokens(const std::string& code) {
+// The tokens of a source text (words, "::" and single characters), leaving out comments,
+// string literals and preprocessor lines.
+std::vector<std::string> Tokens(const std::string& text) {
+    static const std::regex noise(
+        R"(//[^\n]*|/\*[\s\S]*?\*/|"(\\.|[^"\\])*"|(^|\n)[ \t]*#(\\\n|[^\n])*)");
+    static const std::regex token(R"(\w+|::|\S)");
+    const std::string code = std::regex_replace(text, noise, " ");
     std::vector<std::string> tokens;
-    for (size_t i = 0; i < code.size();) {
-        unsigned char c = code[i];
-        if (isspace(c)) {
-            ++i;
-        } else if (isalnum(c) || c == '_') {
-            size_t end = i;
-            while (end < code.size() &&
-                   (isalnum(static_cast<unsigned char>(code[end])) || code[end] == '_')) {
-                ++end;
-            }
-            tokens.push_back(code.substr(i, end - i));
-            i = end;
-        } else if (code.compare(i, 2, "::") == 0) {
-            tokens.push_back("::");
-            i += 2;
-        } else {
-            tokens.push_back(std::string(1, code[i++]));
-        }
+    for (std::sregex_iterator it(code.begin(), code.end(), token), end; it != end; ++it) {
+        tokens.push_back(it->str());
     }
     return tokens;
 }
 
 // What one header marks FP_UTILS_EXPORT.
-std::vector<Marked> MarkedIn(const std::string& header_text) {
-    std::vector<std::string> t = Tokens(Code(header_text));
+std::vector<std::string> MarkedIn(const std::string& header_text) {
+    std::vector<std::string> t = Tokens(header_text);
     std::vector<std::string> scopes;  // namespace names; "" for any other braces
-    std::vector<Marked> marked;
+    std::vector<std::string> marked;
     for (size_t i = 0; i < t.size(); ++i) {
         if (t[i] == "namespace") {
             std::string name;
@@ -95,14 +57,14 @@ std::vector<Marked> MarkedIn(const std::string& header_text) {
             for (const std::string& scope : scopes) {
                 if (!scope.empty()) qualified += scope + "::";
             }
-            marked.push_back({qualified + t[at]});
+            marked.push_back(qualified + t[at]);
         }
     }
     return marked;
 }
 
-std::vector<Marked> MarkedInPublicHeaders() {
-    std::vector<Marked> marked;
+std::vector<std::string> MarkedInPublicHeaders() {
+    std::vector<std::string> marked;
     DIR* dir = opendir(PUBLIC_HEADERS_DIR);
     if (dir == nullptr) return marked;
     while (const dirent* entry = readdir(dir)) {
@@ -111,7 +73,7 @@ std::vector<Marked> MarkedInPublicHeaders() {
         std::ifstream in(std::string(PUBLIC_HEADERS_DIR) + "/" + name);
         std::stringstream text;
         text << in.rdbuf();
-        for (Marked& m : MarkedIn(text.str())) marked.push_back(m);
+        for (std::string& m : MarkedIn(text.str())) marked.push_back(m);
     }
     closedir(dir);
     return marked;
@@ -155,13 +117,13 @@ bool BelongsTo(const std::string& symbol, const std::string& name) {
 }
 
 TEST(ExportedSymbolsTest, OnlyWhatThePublicHeadersMarkIsExported) {
-    std::vector<Marked> marked = MarkedInPublicHeaders();
+    std::vector<std::string> marked = MarkedInPublicHeaders();
     ASSERT_FALSE(marked.empty()) << "no FP_UTILS_EXPORT found under " << PUBLIC_HEADERS_DIR;
     std::vector<std::string> symbols = DefinedSymbols(/*dynamic=*/true);
     ASSERT_FALSE(symbols.empty()) << FP_UTILS_SO << " exports nothing";
     for (const std::string& symbol : symbols) {
         bool allowed = false;
-        for (const Marked& m : marked) allowed = allowed || BelongsTo(symbol, m.name);
+        for (const std::string& m : marked) allowed = allowed || BelongsTo(symbol, m);
         EXPECT_TRUE(allowed) << "exported but not public: " << symbol;
     }
 }
@@ -178,10 +140,9 @@ bool AnyBelongsTo(const std::vector<std::string>& symbols, const std::string& na
 TEST(ExportedSymbolsTest, EveryMarkedNameWithCodeIsExported) {
     std::vector<std::string> all = DefinedSymbols(/*dynamic=*/false);
     std::vector<std::string> exported = DefinedSymbols(/*dynamic=*/true);
-    for (const Marked& m : MarkedInPublicHeaders()) {
-        if (!AnyBelongsTo(all, m.name)) continue;
-        EXPECT_TRUE(AnyBelongsTo(exported, m.name))
-            << "marked FP_UTILS_EXPORT but not exported: " << m.name;
+    for (const std::string& m : MarkedInPublicHeaders()) {
+        if (!AnyBelongsTo(all, m)) continue;
+        EXPECT_TRUE(AnyBelongsTo(exported, m)) << "marked FP_UTILS_EXPORT but not exported: " << m;
     }
 }
 
@@ -202,11 +163,9 @@ TEST(ExportedSymbolsTest, MarksAreQualifiedByTheirNamespaces) {
         struct FP_UTILS_EXPORT Wrapper {};
         }
     )";
-    std::vector<std::string> names;
-    for (const Marked& m : MarkedIn(header)) names.push_back(m.name);
     EXPECT_EQ((std::vector<std::string>{"android::fp_utils::Outer", "android::fp_utils::crc32",
                                         "aidl::android::hardware::thermal::Wrapper"}),
-              names);
+              MarkedIn(header));
 }
 
 }  // namespace

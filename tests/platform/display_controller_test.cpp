@@ -15,6 +15,7 @@
 #include "host/binder_control.h"
 #include "host/display_control.h"
 #include "tests/support/fixture.h"
+#include "tests/support/wait.h"
 
 namespace android {
 namespace fp_utils {
@@ -66,15 +67,6 @@ class DisplayControllerTest : public testing::FpUtilsTest {
     void TearDown() override { host::ResetServices(); }
 
     std::vector<LogLine> Lines() const { return log_.Lines(kTag); }
-    // Waits until `line` was logged; false after 5 s.
-    bool WaitLogged(const LogLine& line) const {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        while (!log_.Contains(line.priority, line.tag, line.text)) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            std::this_thread::sleep_for(milliseconds(1));
-        }
-        return true;
-    }
 
     DisplayController controller_;
     uint32_t elapsed_ = 12345;
@@ -219,7 +211,7 @@ TEST_F(DisplayControllerTest, DeathNoticeWaitsForTheSwitchInProgress) {
     ASSERT_TRUE(first->WaitForCalls(1));
 
     auto killing = std::async(std::launch::async, [] { return host::KillService(kInstance); });
-    ASSERT_TRUE(WaitLogged(kDied));
+    ASSERT_TRUE(testing::WaitUntil([&] { return log_.Contains(kDied.priority, kTag, kDied.text); }));
     EXPECT_EQ(killing.wait_for(milliseconds(0)), std::future_status::timeout)
         << "the notice must wait for the controller's lock";
     first->ReleaseCalls();

@@ -10,10 +10,12 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <future>
 #include <memory>
+#include <thread>
 #include <utility>
 
 #include "host/touch_device.h"
@@ -50,7 +52,7 @@ class FpsTouchHandlerTest : public testing::FpUtilsTest {
         handler_->SetTouchEventCallback([this](const TouchEvent& e) { OnEvent(e); });
     }
     void TearDown() override {
-        handler_->Stop();
+        StopWithinTheBound();
         host::ClearTouchIoctls();
         host::ClearTouchIoctlFailures();
     }
@@ -75,6 +77,22 @@ class FpsTouchHandlerTest : public testing::FpUtilsTest {
         for (const TouchEvent& e : delivered_) stamps.push_back(e.timestamp);
         return stamps;
     }
+    // Stops on a thread of its own, waiting at most kWait. A Stop that hangs ends the process
+    // with the failure: its worker still uses this case's members, so nothing can follow.
+    void StopWithinTheBound() {
+        auto stopped = std::make_shared<std::promise<bool>>();
+        std::future<bool> result = stopped->get_future();
+        std::thread([stopped, handler = handler_.get()] {
+            stopped->set_value(handler->Stop());
+        }).detach();
+        if (result.wait_for(testing::kWait) == std::future_status::ready) {
+            EXPECT_TRUE(result.get());
+            return;
+        }
+        ADD_FAILURE() << "Stop hangs";
+        fflush(stdout);
+        _exit(1);
+    }
     bool Logged(int priority, const std::string& text) const {
         return log_.Contains(priority, kTag, text);
     }
@@ -88,18 +106,15 @@ class FpsTouchHandlerTest : public testing::FpUtilsTest {
 
 // The flag is read once per process, so the case runs in a child.
 TEST_F(FpsTouchHandlerTest, ConfigureFailsWhereTheHandlerIsNotSupported) {
-    EXPECT_EXIT(
-        {
-            ScopedProperty off(kSupported, "false");
-            EXPECT_FALSE(handler_->Configure({1, 2, 3, 4}));
-            ScopedProperty on(kSupported, "true");  // too late: the flag was read
-            EXPECT_FALSE(handler_->Configure({1, 2, 3, 4}));
-            EXPECT_FALSE(handler_->Start());
-            EXPECT_EQ(log_.Count(kTag, "opening device"), 0u);
-            EXPECT_TRUE(Logged(kE, "Configure: FpsTouchHandler is not supported on this device"));
-            testing::ExitWithChildResult();
-        },
-        ::testing::ExitedWithCode(0), "");
+    testing::InChild([&] {
+        ScopedProperty off(kSupported, "false");
+        EXPECT_FALSE(handler_->Configure({1, 2, 3, 4}));
+        ScopedProperty on(kSupported, "true");  // too late: the flag was read
+        EXPECT_FALSE(handler_->Configure({1, 2, 3, 4}));
+        EXPECT_FALSE(handler_->Start());
+        EXPECT_EQ(log_.Count(kTag, "opening device"), 0u);
+        EXPECT_TRUE(Logged(kE, "Configure: FpsTouchHandler is not supported on this device"));
+    });
 }
 
 TEST_F(FpsTouchHandlerTest, ConfigureFailsOnAMissingDevice) {
@@ -242,9 +257,7 @@ TEST_F(FpsTouchHandlerTest, StopWakesTheWorkerFromItsPoll) {
         std::string nr;                   // in now; the kernel may not tell
         return !(std::ifstream(syscall) >> nr) || nr != "running";
     }));
-    auto stopped = std::async(std::launch::async, [&] { return handler_->Stop(); });
-    ASSERT_EQ(stopped.wait_for(testing::kWait), std::future_status::ready) << "Stop hangs";
-    EXPECT_TRUE(stopped.get());
+    StopWithinTheBound();
     EXPECT_TRUE(Logged(kI, "WriteCancelEvent: write cancel event"));
     EXPECT_TRUE(Logged(kI, "pollFds: received cancel event"));
     EXPECT_TRUE(Logged(kD, "threadLoop exiting"));
@@ -266,8 +279,7 @@ class StopInCallbackTest : public FpsTouchHandlerTest {
         ConfigureAndStart();
         ASSERT_TRUE(host::WriteTouchBatch(EncodeTouchBatch({{1001}})));
         ASSERT_TRUE(host::WriteTouchBatch(EncodeTouchBatch({{1002}})));  // once 1001 is read
-        auto stopped = std::async(std::launch::async, [&] { return handler_->Stop(); });
-        ASSERT_EQ(stopped.wait_for(testing::kWait), std::future_status::ready) << "deadlock";
+        StopWithinTheBound();
         ASSERT_TRUE(handler_->Start());
         EXPECT_EQ(Deliver(EncodeTouchBatch({})), (Stamps{1001, 1002}));
     }

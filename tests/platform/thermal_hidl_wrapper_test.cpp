@@ -90,6 +90,29 @@ Answer Call(const Operation& op, hidl::IThermal& thermal, bool filter) {
     return a;
 }
 
+class RecordingCallback : public hidl::IThermalChangedCallback {
+  public:
+    Return<void> notifyThrottling(const hidl::Temperature& temperature) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        notices_.push_back(temperature);
+        thread_ = std::this_thread::get_id();
+        return ::android::hardware::Void();
+    }
+    std::vector<hidl::Temperature> Notices() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return notices_;
+    }
+    std::thread::id Thread() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return thread_;
+    }
+
+  private:
+    std::mutex mutex_;
+    std::vector<hidl::Temperature> notices_;
+    std::thread::id thread_;
+};
+
 class ThermalHidlWrapperTest : public ::testing::Test {
   protected:
     ThermalHidlWrapperTest() {
@@ -105,11 +128,31 @@ class ThermalHidlWrapperTest : public ::testing::Test {
     }
     ~ThermalHidlWrapperTest() override { ::android::fp_utils::host::ResetServices(); }
 
+    // What a registration (of the SKIN type when `filter`) or an unregistration answered:
+    // "ok:" or "failed:", then the message. answers_ counts the answers.
+    std::string Register(ThermalHidlWrapper& w, const sp<RecordingCallback>& cb,
+                         bool filter = false) {
+        ThermalStatus s;
+        (void)w.registerThermalChangedCallback(cb, filter, hidl::TemperatureType::SKIN,
+                                               Into(s, answers_));
+        return Said(s);
+    }
+    std::string Unregister(ThermalHidlWrapper& w, const sp<RecordingCallback>& cb) {
+        ThermalStatus s;
+        (void)w.unregisterThermalChangedCallback(cb, Into(s, answers_));
+        return Said(s);
+    }
+    static std::string Said(const ThermalStatus& s) {
+        const bool ok = s.code == ThermalStatusCode::SUCCESS;
+        return (ok ? "ok:" : "failed:") + std::string(s.debugMessage);
+    }
+
     std::shared_ptr<FakeAidlThermal> fake_ = ::ndk::SharedRefBase::make<FakeAidlThermal>();
     // The wrapper as the HAL makes it: around a client of the service's binder.
     sp<ThermalHidlWrapper> wrapper_ =
         new ThermalHidlWrapper(IThermal::fromBinder(fake_->asBinder()));
     sp<ThermalHidlWrapper> uninitialized_ = new ThermalHidlWrapper(nullptr);
+    int answers_ = 0;
 };
 
 TEST_F(ThermalHidlWrapperTest, ConvertedOperationsAskTheTypedVariantOnlyWhenFiltering) {
@@ -126,27 +169,25 @@ TEST_F(ThermalHidlWrapperTest, ConvertedOperationsAskTheTypedVariantOnlyWhenFilt
     }
 }
 
-TEST_F(ThermalHidlWrapperTest, ConvertedOperationsFailWithoutAnAidlClient) {
-    for (const Operation& op : kConverted) {
-        for (bool filter : {false, true}) {
-            Answer a = Call(op, *uninitialized_, filter);
-            EXPECT_EQ(1, a.answers) << op.name;
-            EXPECT_EQ(ThermalStatusCode::FAILURE, a.status.code) << op.name;
-            EXPECT_EQ(kNotInitialized, a.status.debugMessage) << op.name;
-            EXPECT_TRUE(a.names.empty()) << op.name;
-        }
-    }
-}
-
-TEST_F(ThermalHidlWrapperTest, ConvertedOperationsCarryTheAidlFailureMessage) {
+// Without a client, or when the service fails, each converted operation answers once with
+// the reason and no entries, filtered or not.
+TEST_F(ThermalHidlWrapperTest, ConvertedOperationsAnswerAFailureWithItsReason) {
     fake_->SetStatus(EX_ILLEGAL_STATE, "sensor offline");
-    for (const Operation& op : kConverted) {
-        for (bool filter : {false, true}) {
-            Answer a = Call(op, *wrapper_, filter);
-            EXPECT_EQ(1, a.answers) << op.name;
-            EXPECT_EQ(ThermalStatusCode::FAILURE, a.status.code) << op.name;
-            EXPECT_EQ("sensor offline", a.status.debugMessage) << op.name;
-            EXPECT_TRUE(a.names.empty()) << op.name;
+    const struct {
+        const char* what;
+        sp<ThermalHidlWrapper> wrapper;
+        std::string message;
+    } cases[] = {{"no client", uninitialized_, kNotInitialized},
+                 {"service failure", wrapper_, "sensor offline"}};
+    for (const auto& c : cases) {
+        for (const Operation& op : kConverted) {
+            for (bool filter : {false, true}) {
+                Answer a = Call(op, *c.wrapper, filter);
+                EXPECT_EQ(1, a.answers) << c.what << " " << op.name;
+                EXPECT_EQ(ThermalStatusCode::FAILURE, a.status.code) << c.what << " " << op.name;
+                EXPECT_EQ(c.message, a.status.debugMessage) << c.what << " " << op.name;
+                EXPECT_TRUE(a.names.empty()) << c.what << " " << op.name;
+            }
         }
     }
 }
@@ -227,89 +268,38 @@ TEST_F(ThermalHidlWrapperTest, ConversionsKeepTheHidlRangesAndPadThresholdsWithN
     EXPECT_TRUE(std::isnan(thresholds[0].vrThrottlingThreshold));
 }
 
-class RecordingCallback : public hidl::IThermalChangedCallback {
-  public:
-    Return<void> notifyThrottling(const hidl::Temperature& temperature) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        notices_.push_back(temperature);
-        thread_ = std::this_thread::get_id();
-        return ::android::hardware::Void();
-    }
-    std::vector<hidl::Temperature> Notices() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return notices_;
-    }
-    std::thread::id Thread() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return thread_;
-    }
-
-  private:
-    std::mutex mutex_;
-    std::vector<hidl::Temperature> notices_;
-    std::thread::id thread_;
-};
-
 TEST_F(ThermalHidlWrapperTest, CallbackRegistryKeepsEachCallbackOnceAndOnlyWhatTheServiceTook) {
-    sp<RecordingCallback> first = new RecordingCallback, second = new RecordingCallback;
-    ThermalStatus s;
-    int answers = 0;
-    auto expect = [&](const char* step, ThermalStatusCode code, const std::string& message) {
-        EXPECT_EQ(code, s.code) << step;
-        EXPECT_EQ(message, s.debugMessage) << step;
-    };
-    (void)wrapper_->registerThermalChangedCallback(first, true, hidl::TemperatureType::SKIN,
-                                                   Into(s, answers));
-    expect("register", ThermalStatusCode::SUCCESS, "");
-    (void)wrapper_->registerThermalChangedCallback(first, false, hidl::TemperatureType::CPU,
-                                                   Into(s, answers));
-    expect("register again", ThermalStatusCode::FAILURE,
-           "The callback was already registered through wrapper");
-    (void)wrapper_->registerThermalChangedCallback(nullptr, false, hidl::TemperatureType::CPU,
-                                                   Into(s, answers));
-    expect("register null", ThermalStatusCode::FAILURE, "Invalid nullptr callback");
-    (void)wrapper_->unregisterThermalChangedCallback(nullptr, Into(s, answers));
-    expect("unregister null", ThermalStatusCode::FAILURE, "Invalid nullptr callback");
-    (void)wrapper_->unregisterThermalChangedCallback(second, Into(s, answers));
-    expect("unregister unknown", ThermalStatusCode::FAILURE,
-           "The callback was not registered through wrapper before");
+    sp<RecordingCallback> first = new RecordingCallback;
+    sp<RecordingCallback> second = new RecordingCallback;
+    const std::string unknown = "failed:The callback was not registered through wrapper before";
+    EXPECT_EQ("ok:", Register(*wrapper_, first, true));
+    EXPECT_EQ("failed:The callback was already registered through wrapper",
+              Register(*wrapper_, first));
+    EXPECT_EQ("failed:Invalid nullptr callback", Register(*wrapper_, nullptr));
+    EXPECT_EQ("failed:Invalid nullptr callback", Unregister(*wrapper_, nullptr));
+    EXPECT_EQ(unknown, Unregister(*wrapper_, second));
     ASSERT_EQ(1u, fake_->Registrations().size());
     EXPECT_TRUE(fake_->Registrations()[0].with_type);
     EXPECT_EQ(TemperatureType::SKIN, fake_->Registrations()[0].type);
 
     fake_->SetStatus(EX_SECURITY, "refused");
-    (void)wrapper_->registerThermalChangedCallback(second, false, hidl::TemperatureType::CPU,
-                                                   Into(s, answers));
-    expect("register refused", ThermalStatusCode::FAILURE, "refused");
-    (void)wrapper_->unregisterThermalChangedCallback(first, Into(s, answers));
-    expect("unregister refused", ThermalStatusCode::FAILURE, "refused");
+    EXPECT_EQ("failed:refused", Register(*wrapper_, second));
+    EXPECT_EQ("failed:refused", Unregister(*wrapper_, first));
     fake_->SetStatus(EX_NONE);
-    (void)wrapper_->registerThermalChangedCallback(second, false, hidl::TemperatureType::CPU,
-                                                   Into(s, answers));
-    expect("register after refusal", ThermalStatusCode::SUCCESS, "");
+    EXPECT_EQ("ok:", Register(*wrapper_, second));
     EXPECT_FALSE(fake_->Registrations()[1].with_type);
-    (void)wrapper_->unregisterThermalChangedCallback(first, Into(s, answers));
-    expect("unregister", ThermalStatusCode::SUCCESS, "");
-    (void)wrapper_->unregisterThermalChangedCallback(first, Into(s, answers));
-    expect("unregister again", ThermalStatusCode::FAILURE,
-           "The callback was not registered through wrapper before");
-    EXPECT_EQ(10, answers);
+    EXPECT_EQ("ok:", Unregister(*wrapper_, first));
+    EXPECT_EQ(unknown, Unregister(*wrapper_, first));
+    EXPECT_EQ(10, answers_);
     ASSERT_EQ(1u, fake_->Registrations().size());
 
-    (void)uninitialized_->registerThermalChangedCallback(first, false, hidl::TemperatureType::CPU,
-                                                         Into(s, answers));
-    expect("register uninitialized", ThermalStatusCode::FAILURE, kNotInitialized);
-    (void)uninitialized_->unregisterThermalChangedCallback(first, Into(s, answers));
-    expect("unregister uninitialized", ThermalStatusCode::FAILURE, kNotInitialized);
+    EXPECT_EQ("failed:" + std::string(kNotInitialized), Register(*uninitialized_, first));
+    EXPECT_EQ("failed:" + std::string(kNotInitialized), Unregister(*uninitialized_, first));
 }
 
 TEST_F(ThermalHidlWrapperTest, ThrottlingNoticeReachesTheHidlCallbackConverted) {
     sp<RecordingCallback> callback = new RecordingCallback;
-    ThermalStatus s;
-    int answers = 0;
-    (void)wrapper_->registerThermalChangedCallback(callback, false, hidl::TemperatureType::CPU,
-                                                   Into(s, answers));
-    ASSERT_EQ(ThermalStatusCode::SUCCESS, s.code);
+    ASSERT_EQ("ok:", Register(*wrapper_, callback));
     ASSERT_EQ(1u, fake_->NotifyThrottling(
                       {TemperatureType::MODEM, "modem", 55.25f, ThrottlingSeverity::CRITICAL}));
     std::vector<hidl::Temperature> notices = callback->Notices();

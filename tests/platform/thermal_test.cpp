@@ -4,12 +4,9 @@
 #include <android/binder_manager.h>
 #include <android/hardware/thermal/2.0/IThermal.h>
 #include <android/log.h>
-#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <functional>
 #include <string>
 
@@ -35,34 +32,9 @@ size_t HidlLookups() {
     return host::HidlServiceLookups(hidl_thermal::IThermal::descriptor, "default");
 }
 
-// Runs `body` and exits with 0 when it passed, else with 1 and its failures on stderr, the
-// only output of a death test's child that the parent shows.
-[[noreturn]] void RunAndExit(const std::function<void()>& body) {
-    ::testing::TestPartResultArray results;
-    {
-        ::testing::ScopedFakeTestPartResultReporter reporter(
-            ::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ALL_THREADS, &results);
-        body();
-    }
-    bool failed = false;
-    for (int i = 0; i < results.size(); ++i) {
-        const ::testing::TestPartResult& r = results.GetTestPartResult(i);
-        if (!r.failed()) continue;
-        failed = true;
-        fprintf(stderr, "%s:%d: %s\n", r.file_name(), r.line_number(), r.message());
-    }
-    _exit(failed ? 1 : 0);
-}
-
 class ThermalTest : public testing::FpUtilsTest {
   protected:
     ~ThermalTest() override { host::ResetServices(); }
-
-    // Runs `body` in a child process, where the monitor is made on first use as in a fresh
-    // HAL; the child's failed expectations fail the case.
-    void InFreshProcess(const std::function<void()>& body) {
-        EXPECT_EXIT(RunAndExit(body), ::testing::ExitedWithCode(0), "");
-    }
 
     void ExpectLogged(int priority, std::initializer_list<const char*> texts) {
         for (const char* text : texts) EXPECT_TRUE(log_.Contains(priority, kTag, text)) << text;
@@ -78,7 +50,7 @@ TEST_F(ThermalTest, OverAidlTheFirstSkinSensorDecidesAndHidlIsNeverAsked) {
          {aidl_thermal::TemperatureType::SKIN, "skin1", 48,
           aidl_thermal::ThrottlingSeverity::SEVERE}});
     sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
-    InFreshProcess([&] {
+    testing::InChild([&] {  // the monitor is made on first use, as in a fresh HAL
         EXPECT_EQ(1, Thermal::GetInstance().GetCpuSeverity());
         EXPECT_EQ(1, Thermal::GetInstance().GetCpuSeverity());
         EXPECT_EQ(0u, HidlLookups());
@@ -96,7 +68,7 @@ TEST_F(ThermalTest, OverHidlWhenTheAidlServiceIsNotDeclared) {
     sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
     hidl->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 50,
                             hidl_thermal::ThrottlingSeverity::EMERGENCY}});
-    InFreshProcess([&] {
+    testing::InChild([&] {
         EXPECT_EQ(5, Thermal::GetInstance().GetCpuSeverity());
         EXPECT_EQ(0u, aidl->Calls());
         ExpectLogged(kW, {kNotDeclared});
@@ -111,7 +83,7 @@ TEST_F(ThermalTest, DeclaredAidlServiceThatNeverStartsIsAwaitedThenHidlIsUsed) {
     sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
     hidl->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 40,
                             hidl_thermal::ThrottlingSeverity::MODERATE}});
-    InFreshProcess([&] {
+    testing::InChild([&] {
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(2, Thermal::GetInstance().GetCpuSeverity());
         EXPECT_GE(std::chrono::steady_clock::now() - start, limit);
@@ -123,7 +95,7 @@ TEST_F(ThermalTest, DeclaredAidlServiceThatNeverStartsIsAwaitedThenHidlIsUsed) {
 // No service: -19 on every call, each trying again; the first service that appears is kept
 // for good, even after its process died and another one started.
 TEST_F(ThermalTest, WithoutServiceEveryCallTriesAgainAndAConnectionIsNeverDropped) {
-    InFreshProcess([&] {
+    testing::InChild([&] {
         EXPECT_EQ(-19, Thermal::GetInstance().GetCpuSeverity());
         EXPECT_EQ(-19, Thermal::GetInstance().GetCpuSeverity());
         EXPECT_EQ(2u, HidlLookups());
@@ -148,7 +120,7 @@ TEST_F(ThermalTest, WithoutServiceEveryCallTriesAgainAndAConnectionIsNeverDroppe
 
 TEST_F(ThermalTest, FailureStatusAndEmptyListReportNone) {
     sp<host::FakeHidlThermal> hidl = host::StartFakeHidlThermal();
-    InFreshProcess([&] {
+    testing::InChild([&] {
         hidl->SetTemperatures({{hidl_thermal::TemperatureType::SKIN, "skin", 45,
                                 hidl_thermal::ThrottlingSeverity::SHUTDOWN}});
         EXPECT_EQ(6, Thermal::GetInstance().GetCpuSeverity());

@@ -45,13 +45,10 @@ class FpStateTrackerTest : public testing::FpUtilsTest {
 
 // A child's tracker is fresh.
 TEST_F(FpStateTrackerTest, FingerDownTimeIsTheEpochBeforeAnyFingerDown) {
-    EXPECT_EXIT(
-        {
-            EXPECT_EQ(tracker_.GetFingerDownTime(buf_, sizeof(buf_)), 23);
-            EXPECT_EQ(Text({}), buf_);
-            testing::ExitWithChildResult();
-        },
-        ::testing::ExitedWithCode(0), "");
+    testing::InChild([&] {
+        EXPECT_EQ(tracker_.GetFingerDownTime(buf_, sizeof(buf_)), 23);
+        EXPECT_EQ(Text({}), buf_);
+    });
 }
 
 TEST_F(FpStateTrackerTest, FingerDownStatesPrintTheLocalTimeOfTheLastDown) {

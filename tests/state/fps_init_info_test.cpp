@@ -140,7 +140,9 @@ TEST_F(FpsInitInfoTest, SecondErrorWaitsUntilTheFirstLogCopyIsComplete) {
     int writer = open(root_.Path(kTrustyLog).c_str(), O_RDWR | O_CLOEXEC);
     std::thread first([&] { info_.SetError("first"); });
     // Up to 10 s for the first caller to publish: it then holds the lock until its copy ends.
-    for (int i = 0; i < 10000 && base::GetProperty(kProperty, "").empty(); ++i) usleep(1000);
+    // The error file tells, not the property: libbase's host property store has no lock, so
+    // this thread reads no property while another may set it.
+    for (int i = 0; i < 10000 && root_.ReadFile(kErrorFile).empty(); ++i) usleep(1000);
     std::atomic<pid_t> tid{0};
     std::thread second([&] {
         tid = gettid();
@@ -154,7 +156,7 @@ TEST_F(FpsInitInfoTest, SecondErrorWaitsUntilTheFirstLogCopyIsComplete) {
         base::ReadFileToString("/proc/self/task/" + std::to_string(tid) + "/stat", &stat);
     }
     EXPECT_NE(stat.find(") S "), stat.npos);
-    EXPECT_EQ(base::GetProperty(kProperty, "").find("second"), std::string::npos);
+    EXPECT_EQ(root_.ReadFile(kErrorFile).find("second"), std::string::npos);
     root_.Remove(kTrustyLog);
     root_.WriteFile(kTrustyLog, "");  // what the second copy reads
     close(writer);

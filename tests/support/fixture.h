@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <functional>
 #include <iostream>
 
 #include "host/support/log_capture.h"
@@ -39,6 +40,17 @@ class FpUtilsTest : public ::testing::Test {
     const auto& result = *::testing::UnitTest::GetInstance()->current_test_info()->result();
     for (int i = 0; i < result.total_part_count(); ++i) std::cerr << result.GetTestPartResult(i);
     _exit(result.Failed() ? 1 : 0);
+}
+
+// Runs `body` in a child process (a death test's, which starts from this point of the case);
+// the child's failed checks fail the case.
+inline void InChild(const std::function<void()>& body) {
+    EXPECT_EXIT(
+        {
+            body();
+            ExitWithChildResult();
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace testing

@@ -1,5 +1,6 @@
 // fputil devinfo, run as a user runs it.
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include "tests/support/fixture.h"
 #include "tests/tools/run_tool.h"
@@ -34,6 +35,15 @@ TEST_F(DevinfoTest, TableMarksAnUnreadableItemAndExitsOne) {
                            "minor     0x00000000          0  (unreadable)\n"
                            "variant   0x00000104        260\n");
     EXPECT_NE(run.err.find("fputil devinfo: 1 of 6 items unreadable (shown as 0)\n"), run.err.npos);
+}
+
+TEST_F(DevinfoTest, AFifoItemIsUnreadableAndNeverWaitedOn) {
+    // No one writes to it: a blocking open would wait for a writer for ever.
+    ASSERT_EQ(mkfifo(root_.Path(kDir + "minor").c_str(), 0600), 0);
+    const testing::ToolRun run =
+        testing::RunTool("timeout", {"10", FPUTIL_PATH, "devinfo", "--root", root_.dir()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.out.find("minor     0x00000000          0  (unreadable)\n"), run.out.npos);
 }
 
 TEST_F(DevinfoTest, EmptyItemIsARealZero) {

@@ -2,6 +2,7 @@
 // way the HAL's reader can meet.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
@@ -9,6 +10,7 @@
 #include "history/backup_file.h"
 #include "tests/support/fixture.h"
 #include "tests/tools/run_tool.h"
+#include "tools/fputil/json.h"
 
 namespace android {
 namespace fp_utils {
@@ -175,6 +177,51 @@ TEST_F(FputilBackupTest, BadArgumentsExitTwoWithAUsageLine) {
         EXPECT_EQ(run.status, 2) << args.back();
         EXPECT_THAT(run.err, HasSubstr("usage: fputil")) << args.back();
     }
+}
+
+TEST_F(FputilBackupTest, ANonRegularFileIsUnreadable) {
+    root_.MakeDirs(kDir + "AuthStats.dir");
+    ASSERT_EQ(mkfifo(root_.Path(kDir + "AuthStats.fifo").c_str(), 0600), 0);
+    const std::pair<std::string, std::string> cases[] = {
+        {"AuthStats.dir", "unreadable: a directory, not a regular file"},
+        {"AuthStats.fifo", "unreadable: a FIFO, not a regular file"},
+    };
+    for (const auto& [name, said] : cases) {
+        for (const char* command : {"inspect", "repair"}) {
+            // A FIFO must not be opened at all: it would wait for a writer for ever.
+            ToolRun run = RunTool("timeout", {"10", FPUTIL_PATH, command, root_.Path(kDir + name)});
+            EXPECT_EQ(run.status, 2) << command << " " << name;
+            EXPECT_THAT(run.err, HasSubstr(said)) << command;
+        }
+    }
+    // Found by looking through a pulled tree: skipped, not reported clean.
+    EXPECT_EQ(Fputil({"inspect", "--root", root_.dir()}).status, 1);
+}
+
+// Bytes that are not UTF-8, in a file name and in a record body, come out escaped; well-formed
+// UTF-8 passes as it is.
+TEST_F(FputilBackupTest, JsonIsValidUtf8WhateverTheFileHolds) {
+    const std::string body = "0x1,\xff\xc3\xa9\xed\xa0\x80";  // refused by the parser
+    ToolRun run = Fputil({"inspect", "--json", Put("AuthStats.\xfe", FormatBackupRecord(body))});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("\"name\": \"\\udcfe\""));
+    EXPECT_THAT(run.out, HasSubstr("str:'0x1,\\udcff\xc3\xa9\\udced\\udca0\\udc80'"));
+}
+
+TEST(FputilJson, StringsEscapeEveryByteThatIsNotWellFormedUtf8) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"plain \"q\" \\ \t\x01", "\"plain \\\"q\\\" \\\\ \\t\\u0001\""},
+        {"\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80 \xf4\x8f\xbf\xbf",
+         "\"\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80 \xf4\x8f\xbf\xbf\""},
+        {"\xc0\xaf", "\"\\udcc0\\udcaf\""},                        // overlong "/"
+        {"\xe0\x9f\xbf", "\"\\udce0\\udc9f\\udcbf\""},             // overlong three bytes
+        {"\xed\xbf\xbf", "\"\\udced\\udcbf\\udcbf\""},             // a surrogate
+        {"\xf4\x90\x80\x80", "\"\\udcf4\\udc90\\udc80\\udc80\""},  // above U+10FFFF
+        {"\xe2\x82", "\"\\udce2\\udc82\""},                        // cut at the end
+        {"\xe2(", "\"\\udce2(\""},                                 // cut by an ASCII byte
+        {"\x80\xf8", "\"\\udc80\\udcf8\""},                        // never a lead byte
+    };
+    for (const auto& [text, json] : cases) EXPECT_EQ(fputil::JsonString(text), json) << json;
 }
 
 // A refused record is dropped; the bad checksum loses the rest.

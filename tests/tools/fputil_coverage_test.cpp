@@ -37,6 +37,10 @@ TEST(FputilCoverage, FiguresAndFindings) {
          "10.00)\nin sensor:  0\nin touch:   0\nin both:    0\n"
          "covered:    nan (no grid point lies in the sensor)\n",
          "Invalid scan points(11, 0)"},
+        {"--sensor circle:0,0,0 --touch circle:0,0,1", 1,
+         "covered:    nan (no share can be given for these circles)\n", ""},
+        {SHAPES "--sample --prop x_axis_scan_points=4194304 --prop y_axis_scan_points=4", 0,
+         "grid:       4194304 x 4", ""},
     };
     for (const auto& run : runs) {
         const testing::ToolRun r = Coverage(run.line);
@@ -61,7 +65,11 @@ TEST(FputilCoverage, BadArgumentsAreRefusedWithTheirReasonAndTheUsageLine) {
                 {"--sensor rect:0,5,1,4 --touch circle:5,5,5", "RIGHT, nor TOP BOTTOM"},
                 {SHAPES "--prop x_axis_scan_points", "expected NAME=VALUE"},
                 {SHAPES "--prop scan=3", "unknown property 'scan'"},
-                {SHAPES "--prop x_axis_scan_points=3x", "VALUE must be a whole number"}};
+                {SHAPES "--prop x_axis_scan_points=3x", "VALUE must be a whole number"},
+                // Grids above 4096 x 4096 points are refused before any point is sampled.
+                {"--sensor circle:0,0,3e38 --touch circle:0,0,1 --sample", "a grid of 4294967295"},
+                {SHAPES "--sample --prop x_axis_scan_points=4194305 --prop y_axis_scan_points=4",
+                 "4194305 x 4 points is above the 16777216"}};
     for (const auto& run : runs) {
         const testing::ToolRun r = Coverage(run.line);
         EXPECT_EQ(r.status, 2) << run.line;

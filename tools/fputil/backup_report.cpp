@@ -2,6 +2,7 @@
 
 #include <android-base/file.h>
 #include <android-base/stringprintf.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cinttypes>
@@ -27,6 +28,32 @@ namespace {
 std::string BaseName(const std::string& path) {
     size_t slash = path.find_last_of('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// Reads the file at `host_path`, which must be a regular file (or a link to one): a
+// directory, a FIFO or a device is not a backup file, and a FIFO or a device would block or
+// never end. False with `error` set otherwise.
+bool ReadRegularFile(const std::string& host_path, std::string* bytes, std::string* error) {
+    struct stat st;
+    if (stat(host_path.c_str(), &st) != 0) {
+        *error = host_path + ": " + strerror(errno);
+        return false;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        const char* type = S_ISDIR(st.st_mode)    ? "a directory"
+                           : S_ISFIFO(st.st_mode) ? "a FIFO"
+                           : S_ISCHR(st.st_mode)  ? "a character device"
+                           : S_ISBLK(st.st_mode)  ? "a block device"
+                           : S_ISSOCK(st.st_mode) ? "a socket"
+                                                  : "not a file";
+        *error = host_path + ": unreadable: " + type + ", not a regular file";
+        return false;
+    }
+    if (!ReadFileToString(host_path, bytes, /*follow_symlinks=*/true)) {
+        *error = host_path + ": " + strerror(errno);
+        return false;
+    }
+    return true;
 }
 
 // Where the HAL keeps a file of this kind and name.
@@ -99,10 +126,7 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
     report->name = name;
 
     std::string bytes;
-    if (!ReadFileToString(host_path, &bytes, /*follow_symlinks=*/true)) {
-        *error = host_path + ": " + strerror(errno);
-        return false;
-    }
+    if (!ReadRegularFile(host_path, &bytes, error)) return false;
     report->size = static_cast<long>(bytes.size());
 
     // First pass: the records as the HAL's reader meets them.
@@ -196,10 +220,7 @@ bool RepairBackupFile(const std::string& host_path, const ReportOptions& options
                       const FileReport& report, const std::string& backup_path, std::string* error) {
     LogCapture hal_log;  // the report already showed what the HAL logs loading this file
     std::string bytes;
-    if (!ReadFileToString(host_path, &bytes, /*follow_symlinks=*/true)) {
-        *error = host_path + ": " + strerror(errno);
-        return false;
-    }
+    if (!ReadRegularFile(host_path, &bytes, error)) return false;
     const BackupFileKind* kind = options.kind;
     if (kind == nullptr)
         kind = android::fp_utils::BackupKindOfFileName(BaseName(host_path), nullptr);

@@ -65,4 +65,9 @@ bool InspectBackupFile(const std::string& host_path, const ReportOptions& option
 bool RepairBackupFile(const std::string& host_path, const ReportOptions& options,
                       const FileReport& report, const std::string& backup_path, std::string* error);
 
+// The report of one file as `fputil inspect` prints it, on stdout.
+void PrintFileReport(const FileReport& report);
+// The report of one file as one JSON object.
+std::string FileReportJson(const FileReport& report);
+
 }  // namespace fputil

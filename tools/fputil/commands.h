@@ -29,4 +29,8 @@ int UsageError(const char* command_name, const char* message = nullptr);
 // devinfo [--root DIR]: the hardware configuration items of a device tree.
 int RunDevinfo(int argc, char** argv);
 
+// sim [--root DIR] [--json] [--svg FILE] SCENARIO: a simulated HAL session.
+extern const char kSimUsage[];
+int RunSim(int argc, char** argv);
+
 }  // namespace fputil

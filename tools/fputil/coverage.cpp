@@ -15,6 +15,7 @@
 #include "fp_utils/geometry.h"
 #include "geometry/sampling.h"
 #include "tools/fputil/commands.h"
+#include "tools/fputil/coverage_args.h"
 
 namespace fputil {
 namespace {
@@ -29,6 +30,9 @@ using android::fp_utils::Sample;
 using android::fp_utils::Sampling;
 
 constexpr char kName[] = "coverage";
+// The most grid points sampled (4096 x 4096): a second or so of work. Far more than any sensor
+// needs, far less than the hours a grid from a huge shape or scan-point property would take.
+constexpr uint64_t kMaxGridPoints = 16777216;
 
 void PrintHelp(FILE* out) {
     fprintf(out,
@@ -49,152 +53,11 @@ void PrintHelp(FILE* out) {
             "\n"
             "Two circles are compared in closed form; any other pair by counting the grid\n"
             "points that fall in each shape (over the sensor's bounding square for a circle).\n"
-            "Exit status: 0 done, 1 the grid holds no point of the sensor (no coverage can be\n"
-            "given), 2 bad arguments.\n",
-            kCoverageUsage, kXScanPointsProperty, kYScanPointsProperty);
-}
-
-// A shape given on the command line. Only the member matching `kind` is used.
-struct ShapeArg {
-    enum Kind { kCircle, kEllipse, kRect } kind;
-    Circle circle;
-    Ellipse ellipse;
-    Rect rect;
-
-    const IShape& shape() const {
-        if (kind == kCircle) return circle;
-        if (kind == kEllipse) return ellipse;
-        return rect;
-    }
-};
-
-// Parses one finite float that makes up the whole of `text`.
-bool ParseNumber(const std::string& text, float* value) {
-    if (text.empty()) return false;
-    char* end = nullptr;
-    const float v = strtof(text.c_str(), &end);
-    if (end != text.c_str() + text.size() || !std::isfinite(v)) return false;
-    *value = v;
-    return true;
-}
-
-// Parses "KIND:N1,N2,..." into `out` for the kinds `allowed` (by name). Fills `error` on
-// failure.
-bool ParseShape(const char* option, const std::string& text,
-                const std::vector<ShapeArg::Kind>& allowed, ShapeArg* out, std::string* error) {
-    struct KindInfo {
-        ShapeArg::Kind kind;
-        const char* name;
-        const char* fields[5];
-        size_t count;
-    };
-    static const KindInfo kKinds[] = {
-        {ShapeArg::kCircle, "circle", {"X", "Y", "R"}, 3},
-        {ShapeArg::kEllipse, "ellipse", {"X", "Y", "MAJOR", "MINOR", "ORIENT"}, 5},
-        {ShapeArg::kRect, "rect", {"LEFT", "TOP", "RIGHT", "BOTTOM"}, 4},
-    };
-    const size_t colon = text.find(':');
-    const std::string kind_name = text.substr(0, colon);
-    const KindInfo* info = nullptr;
-    for (const KindInfo& k : kKinds) {
-        for (ShapeArg::Kind a : allowed) {
-            if (k.kind == a && kind_name == k.name) info = &k;
-        }
-    }
-    std::string kinds;
-    for (ShapeArg::Kind a : allowed) {
-        for (const KindInfo& k : kKinds) {
-            if (k.kind == a) kinds += (kinds.empty() ? "" : " or ") + std::string(k.name);
-        }
-    }
-    if (info == nullptr) {
-        *error = std::string(option) + " '" + text + "': the shape must be " + kinds;
-        return false;
-    }
-    std::string format = info->name + std::string(":");
-    for (size_t i = 0; i < info->count; ++i)
-        format += (i ? "," : "") + std::string(info->fields[i]);
-
-    std::vector<std::string> parts;
-    if (colon != std::string::npos) {
-        size_t start = colon + 1;
-        while (true) {
-            const size_t comma = text.find(',', start);
-            parts.push_back(text.substr(start, comma - start));
-            if (comma == std::string::npos) break;
-            start = comma + 1;
-        }
-    }
-    if (parts.size() != info->count) {
-        *error = std::string(option) + " '" + text + "': expected " + format;
-        return false;
-    }
-    float v[5] = {};
-    for (size_t i = 0; i < info->count; ++i) {
-        if (!ParseNumber(parts[i], &v[i])) {
-            *error = std::string(option) + " '" + text + "': " + info->fields[i] + " '" + parts[i] +
-                     "' is not a finite number";
-            return false;
-        }
-    }
-    out->kind = info->kind;
-    switch (info->kind) {
-        case ShapeArg::kCircle:
-            if (v[2] < 0) {
-                *error = std::string(option) + " '" + text + "': R must not be negative";
-                return false;
-            }
-            out->circle = Circle(v[0], v[1], v[2]);
-            break;
-        case ShapeArg::kEllipse:
-            if (v[2] < 0 || v[3] < 0) {
-                *error =
-                    std::string(option) + " '" + text + "': MAJOR and MINOR must not be negative";
-                return false;
-            }
-            out->ellipse = Ellipse(v[0], v[1], v[2], v[3], v[4]);
-            break;
-        case ShapeArg::kRect:
-            if (v[0] > v[2] || v[1] > v[3]) {
-                *error = std::string(option) + " '" + text +
-                         "': LEFT must not exceed RIGHT, nor TOP BOTTOM";
-                return false;
-            }
-            out->rect = Rect(v[0], v[1], v[2], v[3]);
-            break;
-    }
-    return true;
-}
-
-// Applies "NAME=VALUE" to the property store of this process.
-bool SetScanProperty(const std::string& assignment, std::string* error) {
-    const size_t eq = assignment.find('=');
-    if (eq == std::string::npos) {
-        *error = "--prop '" + assignment + "': expected NAME=VALUE";
-        return false;
-    }
-    std::string name = assignment.substr(0, eq);
-    const std::string value = assignment.substr(eq + 1);
-    const std::string x_short = "x_axis_scan_points";
-    const std::string y_short = "y_axis_scan_points";
-    if (name == x_short) name = kXScanPointsProperty;
-    if (name == y_short) name = kYScanPointsProperty;
-    if (name != kXScanPointsProperty && name != kYScanPointsProperty) {
-        *error = "--prop '" + assignment + "': unknown property '" + name +
-                 "' (known: " + kXScanPointsProperty + ", " + kYScanPointsProperty + ")";
-        return false;
-    }
-    if (!value.empty()) {
-        bool digits = value.size() <= 10;
-        for (char c : value) digits = digits && c >= '0' && c <= '9';
-        if (!digits || strtoull(value.c_str(), nullptr, 10) > UINT32_MAX) {
-            *error = "--prop '" + assignment +
-                     "': VALUE must be a whole number from 0 to 4294967295, or empty";
-            return false;
-        }
-    }
-    android::base::SetProperty(name, value);
-    return true;
+            "A grid of more than %llu points is refused.\n"
+            "Exit status: 0 done, 1 no coverage can be given (the grid holds no point of the\n"
+            "sensor, or the sensor circle has no area), 2 bad arguments or a grid too large.\n",
+            kCoverageUsage, kXScanPointsProperty, kYScanPointsProperty,
+            static_cast<unsigned long long>(kMaxGridPoints));
 }
 
 }  // namespace
@@ -250,19 +113,37 @@ int RunCoverage(int argc, char** argv) {
         if (!SetScanProperty(p, &error)) return UsageError(kName, error.c_str());
     }
 
-    printf("sensor:     %s\n", sensor.shape().Print().c_str());
-    printf("touch:      %s\n", touch.shape().Print().c_str());
-    if (sensor.kind == ShapeArg::kCircle && touch.kind == ShapeArg::kCircle && !sample) {
-        printf("method:     closed form\n");
-        printf("covered:    %.2f%%\n",
-               static_cast<double>(sensor.circle.CoverageCoveredBy(touch.circle)));
-        return kExitOk;
-    }
-
+    const bool closed_form =
+        sensor.kind == ShapeArg::kCircle && touch.kind == ShapeArg::kCircle && !sample;
     // The grid lies over the sensor rectangle, or over a sensor circle's bounding square.
     const Rect area = sensor.kind == ShapeArg::kCircle
                           ? android::fp_utils::BoundingSquare(sensor.circle)
                           : sensor.rect;
+    if (!closed_form) {
+        const android::fp_utils::ScanGrid grid = android::fp_utils::ReadScanGrid(area);
+        if (static_cast<uint64_t>(grid.nx) * grid.ny > kMaxGridPoints) {
+            const std::string message = "a grid of " + std::to_string(grid.nx) + " x " +
+                                        std::to_string(grid.ny) + " points is above the " +
+                                        std::to_string(kMaxGridPoints) +
+                                        " that fputil samples; give fewer scan points with --prop";
+            return UsageError(kName, message.c_str());
+        }
+    }
+
+    printf("sensor:     %s\n", sensor.shape().Print().c_str());
+    printf("touch:      %s\n", touch.shape().Print().c_str());
+    if (closed_form) {
+        printf("method:     closed form\n");
+        const float covered = sensor.circle.CoverageCoveredBy(touch.circle);
+        if (std::isnan(covered)) {
+            // A sensor without area, or radii whose squares overflow.
+            printf("covered:    nan (no share can be given for these circles)\n");
+            return kExitFinding;
+        }
+        printf("covered:    %.2f%%\n", static_cast<double>(covered));
+        return kExitOk;
+    }
+
     const Sampling sampling = Sample(area, sensor.shape(), touch.shape());
     printf("method:     sampling\n");
     printf("grid:       %u x %u over %s\n", sampling.grid.nx, sampling.grid.ny,

@@ -125,17 +125,7 @@ class FingerHistory : public History {
 
     std::vector<std::string> Summary() override {
         if (!fingers_) return {};
-        char line[256];
-        snprintf(line, sizeof(line), "total_count:%u, op1_count:%u, op2_count:%u",
-                 fingers_->total_count_, fingers_->op1_count_, fingers_->op2_count_);
-        std::vector<std::string> lines = {line};
-        for (auto axis : {FingerSize::X, FingerSize::Y}) {
-            snprintf(line, sizeof(line), "%s: p5 %.2f, p50 %.2f, p95 %.2f",
-                     axis == FingerSize::X ? "x" : "y", fingers_->GetPercentileValue(axis, 5),
-                     fingers_->GetPercentileValue(axis, 50), fingers_->GetPercentileValue(axis, 95));
-            lines.push_back(line);
-        }
-        return lines;
+        return FingerSizesSummary(*fingers_);
     }
 
     void Save() override {
@@ -155,6 +145,20 @@ bool ParsesAs(bool g7, const std::string& body) {
 }
 
 }  // namespace
+
+std::vector<std::string> FingerSizesSummary(FingerSizes& fingers) {
+    char line[256];
+    snprintf(line, sizeof(line), "total_count:%u, op1_count:%u, op2_count:%u", fingers.total_count_,
+             fingers.op1_count_, fingers.op2_count_);
+    std::vector<std::string> lines = {line};
+    for (auto axis : {FingerSize::X, FingerSize::Y}) {
+        snprintf(line, sizeof(line), "%s: p5 %.2f, p50 %.2f, p95 %.2f",
+                 axis == FingerSize::X ? "x" : "y", fingers.GetPercentileValue(axis, 5),
+                 fingers.GetPercentileValue(axis, 50), fingers.GetPercentileValue(axis, 95));
+        lines.push_back(line);
+    }
+    return lines;
+}
 
 std::unique_ptr<History> MakeHistory(const BackupFileKind& kind, const HistoryOptions& options,
                                      const std::vector<std::string>& sample_bodies) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "fp_utils/finger_size.h"
 #include "history/backup_file.h"
 
 namespace fputil {
@@ -47,5 +48,8 @@ struct HistoryOptions {
 std::unique_ptr<History> MakeHistory(const android::fp_utils::BackupFileKind& kind,
                                      const HistoryOptions& options,
                                      const std::vector<std::string>& sample_bodies);
+
+// A finger-size history's counters and its 5th, 50th and 95th percentiles on each axis.
+std::vector<std::string> FingerSizesSummary(android::fp_utils::FingerSizes& fingers);
 
 }  // namespace fputil

@@ -22,7 +22,12 @@ namespace {
 
 constexpr char kBackupDir[] = "/data/vendor/fingerprint";
 
-void PrintText(const FileReport& r) {
+// Every backup file of the device tree under `root`, sorted by name.
+std::vector<std::string> BackupFilesUnder(const std::string& root);
+
+}  // namespace
+
+void PrintFileReport(const FileReport& r) {
     printf("%s: %s", r.path.c_str(), r.kind.c_str());
     if (!r.name.empty()) printf(" \"%s\"", r.name.c_str());
     printf(", %s records, %ld bytes\n", r.record_class.c_str(), r.size);
@@ -56,7 +61,7 @@ void PrintText(const FileReport& r) {
     printf("  %s\n", r.clean() ? "clean" : "NOT CLEAN");
 }
 
-std::string JsonReport(const FileReport& r) {
+std::string FileReportJson(const FileReport& r) {
     std::string out = "{\"file\": " + JsonString(r.path) + ", \"kind\": " + JsonString(r.kind) +
                       ", \"name\": " + JsonString(r.name) +
                       ", \"record_class\": " + JsonString(r.record_class) +
@@ -84,7 +89,8 @@ std::string JsonReport(const FileReport& r) {
     return out;
 }
 
-// Every backup file of the device tree under `root`, sorted by name.
+namespace {
+
 std::vector<std::string> BackupFilesUnder(const std::string& root) {
     std::vector<std::string> files;
     std::string dir = root + kBackupDir;
@@ -134,9 +140,9 @@ int RunInspect(int argc, char** argv) {
         }
         if (!report.clean()) status = kExitFinding;
         if (args.json) {
-            json.push_back(JsonReport(report));
+            json.push_back(FileReportJson(report));
         } else {
-            PrintText(report);
+            PrintFileReport(report);
         }
     }
     if (args.json) {

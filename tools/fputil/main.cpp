@@ -16,6 +16,7 @@ static const Command kCommands[] = {
      RunRepair},
     {"coverage", kCoverageUsage, "how much of the sensor area a touch covers", RunCoverage},
     {"devinfo", "devinfo [--root DIR]", "hardware configuration items", RunDevinfo},
+    {"sim", kSimUsage, "run a simulated HAL session from a scenario", RunSim},
 };
 
 int UsageError(const char* command_name, const char* message) {
