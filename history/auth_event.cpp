@@ -121,7 +121,8 @@ std::string AuthEvent::ToDebugString() const {
     return FormatDebugLine(GetLocalTime(), "acquisition_error:%d", acquired_info);
 }
 
-// "0x%lx,0x%x,0x%x,0x%x,0x%x,0x%x", written field by field; at most 73 characters.
+// "0x%lx,0x%x,0x%x,0x%x,0x%x,0x%x", written field by field; at most 73 characters, and the
+// hexadecimal writer's slack after them.
 char* AuthEvent::AppendBackupFields(char* out) const {
     out = AppendHexField(out, static_cast<unsigned long>(time));
     const uint32_t fields[] = {static_cast<uint32_t>(static_cast<int32_t>(acquired_info)),
@@ -135,8 +136,14 @@ char* AuthEvent::AppendBackupFields(char* out) const {
 }
 
 std::string AuthEvent::ToBackupString() const {
+    std::string text;
+    AuthEvent::AppendBackupString(&text);
+    return text;
+}
+
+void AuthEvent::AppendBackupString(std::string* out) const {
     char buf[128];
-    return std::string(buf, AppendBackupFields(buf));
+    out->append(buf, AppendBackupFields(buf));
 }
 
 bool AuthEvent::LoadFromBackupString(std::string& text) {
@@ -231,38 +238,47 @@ std::string AuthEventG7::GetAuthFailureReason() const {
     return std::string("reason:") + reason;
 }
 
+std::string AuthEventG7::ToBackupString() const {
+    std::string text;
+    AuthEventG7::AppendBackupString(&text);
+    return text;
+}
+
 // The base part, then ",%.2f,%.2f,%u" and eighteen ",0x%x" fields, written field by field;
 // floats that the fast writer does not take (not finite, or 10^13 and more) go through printf.
-std::string AuthEventG7::ToBackupString() const {
+// At most 73 + 2 * 18 + 11 + 18 * 11 characters, and the hexadecimal writer's slack.
+void AuthEventG7::AppendBackupString(std::string* out) const {
     char buf[384];
-    char* out = AppendBackupFields(buf);
-    char* const g7 = out;
-    *out++ = ',';
-    out = AppendFixed2(out, t_cov);
-    if (out != nullptr) {
-        *out++ = ',';
-        out = AppendFixed2(out, t_dist);
+    char* end = AppendBackupFields(buf);
+    char* const g7 = end;
+    *end++ = ',';
+    end = AppendFixed2(end, t_cov);
+    if (end != nullptr) {
+        *end++ = ',';
+        end = AppendFixed2(end, t_dist);
     }
-    if (out == nullptr) {
-        return std::string(buf, g7) + PrintedG7Fields();
+    if (end == nullptr) {
+        out->append(buf, g7);
+        out->append(PrintedG7Fields());
+        return;
     }
-    *out++ = ',';
-    out = AppendDecimal(out, lptw);
+    *end++ = ',';
+    end = AppendDecimal(end, lptw);
+    *end++ = ',';
+    end = AppendHexField(end, rc);
     const int32_t* const fields[] = {&rawmean_delta, &metric_1,       &metric_2,   &metric_3,
                                      &metric_4,      &foreign_matter, &match_score};
-    *out++ = ',';
-    out = AppendHexField(out, rc);
     for (const int32_t* field : fields) {
-        *out++ = ',';
-        out = AppendHexField(out, static_cast<uint32_t>(*field));
+        *end++ = ',';
+        end = AppendHexField(end, static_cast<uint32_t>(*field));
     }
     for (const int32_t* five : {stitch_img_num_, stitch_img_area_}) {
         for (int k = 0; k < 5; ++k) {
-            *out++ = ',';
-            out = AppendHexField(out, static_cast<uint32_t>(five[k]));
+            *end++ = ',';
+            end = AppendHexField(end, static_cast<uint32_t>(five[k]));
         }
     }
-    return std::string(buf, out);
+    out->append(buf, end);
 }
 
 std::string AuthEventG7::PrintedG7Fields() const {

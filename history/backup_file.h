@@ -17,6 +17,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 namespace android {
 namespace fp_utils {
@@ -137,6 +139,15 @@ class BackupWriter {
     bool ok() const { return file_ != nullptr; }
     // Appends one record carrying `body`; nothing when the file could not be opened.
     void Write(const std::string& body);
+    // The same for the body that `append_body(std::string*)` appends to an empty string,
+    // which the writer keeps from record to record.
+    template <typename AppendBody>
+    void WriteAppended(AppendBody&& append_body) {
+        if (!ok()) return;
+        body_.clear();
+        std::forward<AppendBody>(append_body)(&body_);
+        Write(body_);
+    }
     // Replaces the backup file with what was written. False, logged, and the backup file
     // left as it was when a write, the close or the rename failed.
     bool Commit();
@@ -152,18 +163,32 @@ class BackupWriter {
     std::string host_path_;
     std::string new_path_;  // on the host
     UniqueFile file_;
-    std::string pending_;   // records not yet written
+    std::string pending_;  // records not yet written
+    std::string body_;     // the record being formatted
     int write_errno_ = 0;  // first failed write
 };
 
+// Whether records of type R can append their backup string to a caller's string.
+template <typename R, typename = void>
+struct AppendsBackupString : std::false_type {};
+template <typename R>
+struct AppendsBackupString<R, std::void_t<decltype(std::declval<const R&>().AppendBackupString(
+                                  std::declval<std::string*>()))>> : std::true_type {};
+
 // The write procedure: replaces the file at `path` by one record per backup string of
-// `records` (a sequence of pointers to records with ToBackupString()), front to back.
+// `records` (a sequence of pointers to records with ToBackupString(), and AppendBackupString()
+// where they have it), front to back.
 template <typename Records>
 void SaveBackupFile(const BackupFileKind& kind, const std::string& path, const Records& records) {
     BackupWriter writer(kind, path);
     if (!writer.ok()) return;
     for (const auto& record : records) {
-        writer.Write(record->ToBackupString());
+        using Record = std::remove_reference_t<decltype(*record)>;
+        if constexpr (AppendsBackupString<Record>::value) {
+            writer.WriteAppended([&record](std::string* body) { record->AppendBackupString(body); });
+        } else {
+            writer.Write(record->ToBackupString());
+        }
     }
     writer.Commit();
 }

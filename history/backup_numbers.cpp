@@ -7,8 +7,6 @@ namespace android {
 namespace fp_utils {
 namespace {
 
-constexpr char kHexDigits[] = "0123456789abcdef";
-
 // The value of each hexadecimal digit character; -1 for any other character.
 struct HexTable {
     int8_t value[256];
@@ -37,36 +35,21 @@ bool IsDigit(char c) {
 
 namespace {
 
-// Two hexadecimal digits per byte value.
-struct HexPairs {
-    char pair[256][2];
+// Two decimal digits per value below 100.
+struct DecimalPairs {
+    char pair[100][2];
 
-    constexpr HexPairs() : pair() {
-        for (int b = 0; b < 256; ++b) {
-            pair[b][0] = kHexDigits[b >> 4];
-            pair[b][1] = kHexDigits[b & 0xF];
+    constexpr DecimalPairs() : pair() {
+        for (int v = 0; v < 100; ++v) {
+            pair[v][0] = static_cast<char>('0' + v / 10);
+            pair[v][1] = static_cast<char>('0' + v % 10);
         }
     }
 };
 
-constexpr HexPairs kHexPairs;
+constexpr DecimalPairs kDecimalPairs;
 
 }  // namespace
-
-// The digit count comes from the highest set bit; the digits are then written from the last,
-// two at a time.
-char* AppendHex(char* out, uint64_t value) {
-    const int bits = 64 - __builtin_clzll(value | 1);
-    size_t n = static_cast<size_t>(bits + 3) / 4;
-    char* const end = out + n;
-    char* p = end;
-    for (; n >= 2; n -= 2, value >>= 8) {
-        p -= 2;
-        memcpy(p, kHexPairs.pair[value & 0xFF], 2);
-    }
-    if (n == 1) *--p = kHexDigits[value & 0xF];
-    return end;
-}
 
 char* AppendDecimal(char* out, uint32_t value) {
     char digits[10];
@@ -85,20 +68,25 @@ char* AppendDecimal(char* out, uint32_t value) {
 // -0.0 and for small negative values that round to zero.
 char* AppendFixed2(char* out, float value) {
     if (!std::isfinite(value) || std::fabs(value) >= 1e13f) return nullptr;
-    const double hundredths = std::nearbyint(std::fabs(static_cast<double>(value) * 100.0));
-    uint64_t n = static_cast<uint64_t>(hundredths);
+    const uint64_t n =
+        static_cast<uint64_t>(std::nearbyint(std::fabs(static_cast<double>(value) * 100.0)));
     if (std::signbit(value)) *out++ = '-';
-    char digits[20];
-    size_t count = 0;
+    // The whole part two digits at a time from its end; a leading zero of an odd count goes.
+    char digits[16];
+    char* const end = digits + sizeof(digits);
+    char* p = end;
+    uint64_t whole = n / 100;
     do {
-        digits[count++] = static_cast<char>('0' + n % 10);
-        n /= 10;
-    } while (n != 0 || count < 3);
-    while (count > 2) *out++ = digits[--count];
+        p -= 2;
+        memcpy(p, kDecimalPairs.pair[whole % 100], 2);
+        whole /= 100;
+    } while (whole != 0);
+    if (*p == '0') ++p;
+    memcpy(out, p, static_cast<size_t>(end - p));
+    out += end - p;
     *out++ = '.';
-    *out++ = digits[1];
-    *out++ = digits[0];
-    return out;
+    memcpy(out, kDecimalPairs.pair[n % 100], 2);
+    return out + 2;
 }
 
 bool ReadHexField(TextCursor& text, size_t max_digits, uint64_t* value) {
@@ -110,8 +98,7 @@ bool ReadHexField(TextCursor& text, size_t max_digits, uint64_t* value) {
     if (end - p >= 2 && p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) return false;
     // One digit more than allowed is looked at, to tell a long field from a short one.
     const char* const first = p;
-    const char* const stop =
-        static_cast<size_t>(end - p) > max_digits ? p + max_digits + 1 : end;
+    const char* const stop = static_cast<size_t>(end - p) > max_digits ? p + max_digits + 1 : end;
     uint64_t v = 0;
     for (; p != stop; ++p) {
         const int d = HexValue(*p);

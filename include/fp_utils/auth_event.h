@@ -24,6 +24,10 @@ class FP_UTILS_EXPORT AuthEvent {
     virtual std::string ToDebugString() const;
     // "0x<time>,0x<acquired_info>,0x<auth_successful>,0x<fid>,0x<latency>,0x<iq>".
     virtual std::string ToBackupString() const;
+    // Appends the backup string to `out`; ToBackupString() returns what this appends. A
+    // derived record overrides both or neither. Writers of long histories use this one, which
+    // makes no string of its own.
+    virtual void AppendBackupString(std::string* out) const;
     // Parses the form above from the front of `text` and cuts the parsed part off it, so that
     // a derived record can parse the rest. False (with an error log) when it cannot be parsed.
     virtual bool LoadFromBackupString(std::string& text);
@@ -50,6 +54,7 @@ class FP_UTILS_EXPORT AuthEventG7 : public AuthEvent {
   public:
     std::string ToDebugString() const override;
     std::string ToBackupString() const override;
+    void AppendBackupString(std::string* out) const override;
     bool LoadFromBackupString(std::string& text) override;
     std::string GetClassName() override;
 

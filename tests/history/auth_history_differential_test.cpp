@@ -60,14 +60,35 @@ class Generator {
   public:
     explicit Generator(uint32_t seed) : rng_(seed) {}
 
+    // Small and negative values, every width of hexadecimal field, and the limits.
     int32_t Int() {
-        switch (rng_() % 4) {
+        const int32_t limits[] = {0, -1, 1, std::numeric_limits<int32_t>::min(),
+                                  std::numeric_limits<int32_t>::max()};
+        switch (rng_() % 5) {
             case 0:
                 return static_cast<int32_t>(rng_() % 100);
             case 1:
                 return -static_cast<int32_t>(rng_() % 2000);
+            case 2:
+                return limits[rng_() % 5];
             default:
-                return static_cast<int32_t>(rng_());
+                return static_cast<int32_t>(rng_() >> (rng_() % 32));
+        }
+    }
+
+    // Times of this decade, before 1970, and beyond 32 bits either way.
+    time_t Time() {
+        const time_t limits[] = {0, std::numeric_limits<time_t>::min(),
+                                 std::numeric_limits<time_t>::max(), time_t{1} << 32};
+        switch (rng_() % 8) {
+            case 0:
+                return -static_cast<time_t>(rng_());
+            case 1:
+                return limits[rng_() % 4];
+            case 2:
+                return static_cast<time_t>((uint64_t{rng_()} << 32) | rng_());
+            default:
+                return 0x65e70000 + (rng_() % 99999);
         }
     }
 
@@ -79,6 +100,11 @@ class Generator {
                              -0.0f,
                              -0.001f,
                              1e-40f,
+                             std::numeric_limits<float>::denorm_min(),
+                             -std::numeric_limits<float>::max(),
+                             0.005f,
+                             99.995f,
+                             9999999999.995f,
                              167772.16f,
                              9.99999e12f,
                              1e13f,
@@ -91,7 +117,7 @@ class Generator {
 
     std::shared_ptr<AuthEventG7> Event() {
         auto e = std::make_shared<AuthEventG7>();
-        e->time = rng_() % 16 == 0 ? -static_cast<time_t>(rng_()) : 0x65e70000 + (rng_() % 99999);
+        e->time = Time();
         e->acquired_info = static_cast<int8_t>(rng_() % 3 == 0 ? Int() : 1);
         e->auth_successful = rng_() % 2;
         e->fid = Int();
@@ -280,13 +306,22 @@ TEST_F(AuthHistoryDifferential, ReaderMatchesTheStdioReaderStepByStep) {
     }
 }
 
+// G7 records with base records among them, so that both record classes write through the
+// writer's buffer.
 TEST_F(AuthHistoryDifferential, RewriteMatchesThePlainWriter) {
     Generator gen(4);
     for (int i = 0; i < 50; ++i) {
         AuthStatsG7 stats("diff", 0xFFFFFFFF, true);
         stats.backup_path_ = kPath;
         const int records = static_cast<int>(gen.rng()() % 200);
-        for (int r = 0; r < records; ++r) stats.AddAttempt(gen.Event());
+        for (int r = 0; r < records; ++r) {
+            const auto e = gen.Event();
+            if (gen.rng()() % 8 == 0) {
+                stats.AddAttempt(std::make_shared<AuthEvent>(static_cast<const AuthEvent&>(*e)));
+            } else {
+                stats.AddAttempt(e);
+            }
+        }
         stats.SaveAttemptsToBackupFile();
         const std::string fast = root_.ReadFile(kPath);
         testing::ReferenceSaveAuthStats(stats, kPath);
