@@ -76,6 +76,7 @@ TEST_F(TouchStressTest, AThousandStartStopCyclesWithRecordsFlowingLoseNothingAnd
     // here on, and a sanitizer's runtime starts its own thread with the first worker.
     ASSERT_TRUE(handler.Start());
     ASSERT_TRUE(handler.Stop());
+    // The first worker may still be ending as it is counted: fewer threads later is fine.
     const size_t threads = CountEntries("/proc/self/task");
     const size_t descriptors = CountEntries("/proc/self/fd");
     const std::string batch =
@@ -98,7 +99,7 @@ TEST_F(TouchStressTest, AThousandStartStopCyclesWithRecordsFlowingLoseNothingAnd
 
     // A worker hands over its whole batch before it ends, so everything written arrived.
     EXPECT_EQ(delivered.load(), kCycles * kRecordsPerBatch);
-    EXPECT_TRUE(testing::WaitUntil([&] { return CountEntries("/proc/self/task") == threads; }))
+    EXPECT_TRUE(testing::WaitUntil([&] { return CountEntries("/proc/self/task") <= threads; }))
         << CountEntries("/proc/self/task") << " threads, " << threads << " before";
     EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
 }
