@@ -3,8 +3,10 @@
 #include <android/log.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstring>
+#include <thread>
 
 #include "platform/sensor_polling_worker_thread.h"
 #include "platform/worker_lock.h"
@@ -29,7 +31,7 @@ SensorListener::SensorListener() {
 
 SensorListener::~SensorListener() {
     std::lock_guard<std::timed_mutex> lock(mutex_);
-    StopWorkerLocked();
+    ReleaseWorkerLocked();
     if (sensor_manager_ != nullptr && event_queue_ != nullptr) {
         ASensorManager_destroyEventQueue(sensor_manager_, event_queue_);
     }
@@ -141,10 +143,7 @@ bool SensorListener::IsAnySamplerStarted() const {
 void SensorListener::OnSystemServerDeath() {
     std::lock_guard<std::timed_mutex> lock(mutex_);
     __android_log_print(ANDROID_LOG_INFO, kTag, "system server died.");
-    if (sensor_polling_worker_thread_ != nullptr) {
-        StopWorkerLocked();
-        sensor_polling_worker_thread_.clear();
-    }
+    ReleaseWorkerLocked();
     // The queue of the dead connection is abandoned, not destroyed; the looper is kept.
     sensor_manager_ = nullptr;
     sensor_list_ = nullptr;
@@ -166,6 +165,20 @@ void SensorListener::StopWorkerLocked() {
     stopping_ = true;
     sensor_polling_worker_thread_->Stop();
     stopping_ = false;
+}
+
+void SensorListener::ReleaseWorkerLocked() {
+    if (sensor_polling_worker_thread_ == nullptr) return;
+    StopWorkerLocked();
+    // The ended thread lets go of its own reference a moment after the wait returns. Waiting for
+    // that (briefly, bounded) makes this thread the one that destroys the worker object, after
+    // everything the worker did with it.
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (sensor_polling_worker_thread_->getStrongCount() > 1 &&
+           std::chrono::steady_clock::now() < limit) {
+        std::this_thread::yield();
+    }
+    sensor_polling_worker_thread_.clear();
 }
 
 int SensorListener::PollSensorEvent() {

@@ -92,6 +92,8 @@ class FP_UTILS_EXPORT SensorListener {
   private:
     friend class SensorPollingWorkerThread;
 
+    // With the lock held: stops the worker and drops it, once its thread has let go of it.
+    void ReleaseWorkerLocked();
     // With the lock held: ends the worker if it runs.
     void StopWorkerLocked();
 
